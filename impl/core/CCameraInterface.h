@@ -1,0 +1,70 @@
+// One discovered camera: its master port, the links the discovery found, and
+// what the API hands out about it. A camera handle is this object.
+//
+// It borrows its port and controller (both owned by the board's controller)
+// and so must be destroyed before them; CDriver does that.
+#pragma once
+
+#include <array>
+#include <cstdint>
+
+#include "impl/core/IControllerInterface.h"
+#include "impl/core/IPortInterface.h"
+#include "include/tgx_genicam.h"
+#include "runtime/logging/Logger.h"
+
+// The opaque handle type of the C interface.
+struct TgxCameraHandle {};
+
+namespace orva::core {
+
+inline constexpr uint32_t kMaxLinks = 4;
+
+// Where one link of the camera lies, on the board's side and on the design's.
+// -1 where unknown.
+struct LinkRecord {
+    int32_t fgPort = -1;
+    int32_t appletPort = -1;
+    int32_t appletMasterId = -1;
+    int32_t appletLinkOrderIndex = -1;
+};
+
+class CCameraInterface : public TgxCameraHandle {
+public:
+    CCameraInterface(IPortInterface* port, IControllerInterface* controller);
+    virtual ~CCameraInterface();
+    CCameraInterface(const CCameraInterface&) = delete;
+    CCameraInterface& operator=(const CCameraInterface&) = delete;
+
+    virtual tools::logging::Logger* GetLogger();
+
+    IPortInterface* GetPort() const { return port_; }
+    IControllerInterface* GetController() const { return controller_; }
+
+    void SetDiscoverySpeed(uint32_t speed) { discoverySpeed_ = speed; }
+    uint32_t GetDiscoverySpeed() const { return discoverySpeed_; }
+
+    // 0 to 4 links; more is TGX_ERR_INVALID_ARGUMENT.
+    int32_t SetNrOfLinks(uint32_t count);
+    uint32_t GetNrOfLinks() const { return nrOfLinks_; }
+
+    // Link numbers 0 to 3, else TGX_ERR_INVALID_ARGUMENT. Port numbers and the
+    // link order index only fit 0 to 3: a larger value leaves the field as it
+    // was. The master id is stored whole.
+    int32_t SetLinkFgPort(uint32_t link, uint32_t value);
+    int32_t SetLinkAppletPort(uint32_t link, uint32_t value);
+    int32_t SetLinkAppletMasterId(uint32_t link, uint32_t value);
+    int32_t SetLinkAppletLinkOrderIndex(uint32_t link, uint32_t value);
+    // Link 0 to 3; a larger number gives the record of an unknown link.
+    LinkRecord GetLink(uint32_t link) const;
+
+private:
+    tools::logging::Logger* logger_ = nullptr;
+    IPortInterface* const port_;             // borrowed: the master port
+    IControllerInterface* const controller_; // borrowed
+    uint32_t discoverySpeed_ = 0;
+    uint32_t nrOfLinks_ = 0;
+    std::array<LinkRecord, kMaxLinks> links_{};
+};
+
+} // namespace orva::core

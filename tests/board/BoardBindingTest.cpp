@@ -1,0 +1,125 @@
+#include <dlfcn.h>
+#include <gtest/gtest.h>
+
+#include <vector>
+
+#include "runtime/board/BoardBinding.h"
+#include "runtime/board/BoardForwarders.h"
+#include "runtime/board/BoardLibraryNames.h"
+
+using namespace orva::board;
+
+namespace {
+
+class BoardBinding : public ::testing::Test {
+protected:
+    void TearDown() override { SetBoardLibraryDirectory(nullptr); }
+};
+
+TEST_F(BoardBinding, ForwarderBindsOnFirstCallAndSplitsValuesLowFirst) {
+    SetBoardLibraryDirectory(FAKE_BOARD_DIR);
+    ASSERT_FALSE(IsBound(BoardLibrary::OrvaHal));
+
+    uint64_t value = 0;
+    EXPECT_EQ(OHalRegisterRead(nullptr, 5, &value), 0);
+    EXPECT_TRUE(IsBound(BoardLibrary::OrvaHal));
+    EXPECT_EQ(value, 0x1000000005ULL);
+
+    EXPECT_EQ(OHalRegisterWrite(nullptr, 1, 0x1122334455667788ULL), 0);
+    auto* lastWrite = reinterpret_cast<uint64_t (*)()>(BoundEntry(BoardLibrary::OrvaHal, "FakeLastRegisterWrite"));
+    EXPECT_EQ(lastWrite, nullptr) << "names outside the table are not bound";
+    void* handle = dlopen(FAKE_BOARD_DIR "/lib/liborva_hal.so", RTLD_NOW | RTLD_NOLOAD);
+    ASSERT_NE(handle, nullptr);
+    lastWrite = reinterpret_cast<uint64_t (*)()>(dlsym(handle, "FakeLastRegisterWrite"));
+    ASSERT_NE(lastWrite, nullptr);
+    EXPECT_EQ(lastWrite(), 0x1122334455667788ULL);
+    dlclose(handle);
+}
+
+TEST_F(BoardBinding, MissingFunctionsGiveTheFixedStatusWithoutACall) {
+    SetBoardLibraryDirectory(FAKE_BOARD_DIR);
+    // Both kinds of forwarder: the camera control family and a plain one.
+    EXPECT_EQ(OHalCameraCtrlSetPortMap(nullptr, 1, 2), kOrvaHalUnavailable);
+    EXPECT_EQ(OHalDataQueueReadBufferLong(nullptr, 0, nullptr, 4, 0), kOrvaHalUnavailable);
+    EXPECT_EQ(OHalCameraCtrlIsAvailable(nullptr), 0) << "present functions are still reached";
+    EXPECT_EQ(OHalGetCameraStatusExtended(nullptr, 0), 0U);
+}
+
+TEST_F(BoardBinding, FirmwareReadFallsBackToTheBoardSpecificName) {
+    SetBoardLibraryDirectory(FAKE_BOARD_DIR);
+    std::vector<uint8_t> buffer(8, 0);
+    EXPECT_EQ(OHalReadFirmware(nullptr, 0x1AB, buffer.data(), static_cast<uint32_t>(buffer.size())), 8);
+    EXPECT_EQ(buffer[7], 0xAB);
+}
+
+TEST_F(BoardBinding, DesignRuntimeAnswersOnlyForItsNames) {
+    SetBoardLibraryDirectory(FAKE_BOARD_DIR);
+    EXPECT_EQ(DsgGetRegisterByName(nullptr, "BoardVersion"), 7);
+    EXPECT_EQ(DsgGetRegisterByName(nullptr, "NoSuchRegister"), 0);
+}
+
+TEST_F(BoardBinding, MissingLibrariesFailSilentlyAndALateLibraryIsPickedUp) {
+    SetBoardLibraryDirectory(EMPTY_BOARD_DIR);
+    EXPECT_EQ(BindOrvaHal(), kOrvaHalUnavailable);
+    EXPECT_EQ(BindDsgrt(), kDsgrtLoadFailed);
+    EXPECT_EQ(BindGblib5(), kGblib5Unavailable);
+    uint64_t value = 0;
+    EXPECT_EQ(OHalRegisterRead(nullptr, 1, &value), kOrvaHalUnavailable);
+    EXPECT_EQ(DsgGetRegisterByName(nullptr, "BoardVersion"), kDsgrtUnavailable);
+    EXPECT_EQ(Gb_InitEx(0, nullptr, 0), nullptr);
+
+    // The library turns up: the next call binds it.
+    SetBoardLibraryDirectory(FAKE_BOARD_DIR);
+    EXPECT_EQ(OHalRegisterRead(nullptr, 1, &value), 0);
+    EXPECT_EQ(value, 0x1000000001ULL);
+}
+
+TEST_F(BoardBinding, OneMissingLibraryLeavesTheOthersBound) {
+    SetBoardLibraryDirectory(PARTIAL_BOARD_DIR);
+    EXPECT_EQ(BindOrvaHal(), 0);
+    EXPECT_EQ(BindDsgrt(), kDsgrtLoadFailed);
+    EXPECT_TRUE(IsBound(BoardLibrary::OrvaHal));
+    EXPECT_FALSE(IsBound(BoardLibrary::Dsgrt));
+    EXPECT_EQ(DsgGetRegisterByName(nullptr, "BoardVersion"), kDsgrtUnavailable);
+}
+
+TEST_F(BoardBinding, RepeatedBindsStoreTheSameEntries) {
+    SetBoardLibraryDirectory(FAKE_BOARD_DIR);
+    ASSERT_EQ(BindOrvaHal(), 0);
+    void* first = Entry(BoardLibrary::OrvaHal, SlotOf(kOrvaHalNames, "OHalRegisterRead"));
+    ASSERT_EQ(BindOrvaHal(), 0);
+    EXPECT_EQ(Entry(BoardLibrary::OrvaHal, SlotOf(kOrvaHalNames, "OHalRegisterRead")), first);
+    EXPECT_NE(first, nullptr);
+}
+
+TEST_F(BoardBinding, FreeingTheGrabberLibrariesEmptiesItsTable) {
+    SetBoardLibraryDirectory(FAKE_BOARD_DIR);
+    ASSERT_EQ(BindGblib5(), 0);
+    ASSERT_TRUE(IsBound(BoardLibrary::Gblib5));
+    EXPECT_EQ(Gb_FreeLibraries(), 1);
+    EXPECT_FALSE(IsBound(BoardLibrary::Gblib5));
+    EXPECT_EQ(BoundEntry(BoardLibrary::Gblib5, "Gb_FreeLibraries"), nullptr);
+    // The next call binds again and reaches the same library.
+    EXPECT_EQ(Gb_FreeLibraries(), 2);
+}
+
+TEST(BoardLibraryNames, TablesHoldEveryNameOnce) {
+    auto unique = [](const auto& names) {
+        for (std::size_t i = 0; i < names.size(); ++i) {
+            for (std::size_t j = i + 1; j < names.size(); ++j) {
+                if (names[i] == names[j]) {
+                    return false;
+                }
+            }
+        }
+        return true;
+    };
+    EXPECT_TRUE(unique(kOrvaHalNames));
+    EXPECT_TRUE(unique(kDsgrtNames));
+    EXPECT_TRUE(unique(kGblib5Names));
+    EXPECT_EQ(kOrvaHalNames.size(), 132U);
+    EXPECT_EQ(kDsgrtNames.size(), 88U);
+    EXPECT_EQ(kGblib5Names.size(), 109U);
+}
+
+} // namespace

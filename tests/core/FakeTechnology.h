@@ -1,0 +1,115 @@
+// A technology of the tests' own: ports whose discovery result is set by the
+// test, and a controller that records what the core asked of it.
+#pragma once
+
+#include <cstring>
+#include <memory>
+#include <vector>
+
+#include "impl/core/CCameraInfo.h"
+#include "impl/core/IControllerInterface.h"
+#include "include/tgx_genicam.h"
+
+namespace orva::test {
+
+class FakePort : public core::IPortInterface {
+public:
+    explicit FakePort(uint32_t number) : number_(number) {}
+
+    // What the next discovery finds on this port.
+    void SetCamera(uint32_t linkIndex, uint32_t cameraId, uint32_t linkNumber) {
+        linkIndex_ = linkIndex;
+        masterId_ = (cameraId << 16) | linkNumber;
+        appletMasterId_ = ((cameraId + 0x10) << 16) | linkNumber;
+        connected_ = linkIndex != core::kLinkIndexNoCamera;
+    }
+    void SetNoCamera() {
+        linkIndex_ = core::kLinkIndexNoCamera;
+        masterId_ = 0xFFFFFFFF;
+        connected_ = false;
+    }
+
+    void Read(void*, int64_t, int64_t) override {}
+    void Write(const void*, int64_t, int64_t) override {}
+    uint32_t GetLinkIndex() override { return linkIndex_; }
+    uint32_t GetPortNumber() override { return number_; }
+    uint32_t GetAppletPort() override { return number_; }
+    uint32_t GetMasterId() override { return masterId_; }
+    uint32_t GetAppletMasterId() override { return appletMasterId_; }
+    uint32_t GetLinkSpeed() override { return connected_ ? 6250 : 0xFFFFFFFF; }
+    bool IsConnected() override { return connected_; }
+    bool IsTransceiverLocked() override { return connected_; }
+    bool IsValidAddress(uint64_t) override { return false; }
+    uint32_t GetControlPacketSize() override { return 1024; }
+    uint32_t GetStreamPacketSize() override { return 2048; }
+    core::ICameraInfo* GetCameraInfo() override { return &info_; }
+    void SaveCameraInfo() override {}
+    void UpdateCameraInfo() override {}
+    int32_t GetXmlInfo(std::string&, uint32_t) override { return TGX_ERR_NOT_IMPLEMENTED; }
+    int32_t ReadMem(uint32_t address, void* buffer, uint32_t length, uint32_t) override {
+        std::memset(buffer, static_cast<int>(address & 0xFF), length);
+        return TGX_OK;
+    }
+    int32_t WriteMem(uint32_t, const void*, uint32_t, uint32_t) override { return TGX_OK; }
+
+private:
+    uint32_t number_;
+    uint32_t linkIndex_ = core::kLinkIndexNoCamera;
+    uint32_t masterId_ = 0xFFFFFFFF;
+    uint32_t appletMasterId_ = 0xFFFFFFFF;
+    bool connected_ = false;
+    core::CCameraInfo info_;
+};
+
+class FakeController : public core::IControllerInterface {
+public:
+    explicit FakeController(uint32_t nrOfPorts) {
+        for (uint32_t i = 0; i < nrOfPorts; ++i) {
+            ports_.push_back(std::make_unique<FakePort>(i));
+        }
+    }
+
+    FakePort& port(uint32_t i) { return *ports_.at(i); }
+    void SetDiscoveryResult(int32_t status) { discoveryResult_ = status; }
+    // Reports a link change as the technology's worker would.
+    void Report(core::LinkEventKind kind, uint32_t mask) {
+        if (sink_ != nullptr) {
+            sink_(kind, mask, context_);
+        }
+    }
+
+    std::vector<std::string> calls;
+
+    void WaitAfterReset() override { calls.emplace_back("WaitAfterReset"); }
+    void SetEventCallback(core::ControllerEventSink sink, void* context) override {
+        calls.emplace_back("SetEventCallback");
+        sink_ = sink;
+        context_ = context;
+    }
+    void PowerOn(uint32_t mask) override { calls.push_back("PowerOn " + std::to_string(mask)); }
+    void PowerOff(uint32_t mask) override { calls.push_back("PowerOff " + std::to_string(mask)); }
+    int32_t SetDiscoverySelector(uint64_t) override { return TGX_OK; }
+    uint64_t GetDiscoverySelector() override { return core::kIdentitySelector; }
+    int32_t DiscoverCameras(uint32_t mask, uint32_t speed, uint32_t timeoutMs) override {
+        calls.push_back("DiscoverCameras " + std::to_string(mask) + " " + std::to_string(speed) + " " +
+                        std::to_string(timeoutMs));
+        return discoveryResult_;
+    }
+    void ResetController() override { calls.emplace_back("ResetController"); }
+    int32_t GetBoardProperty(const char*, void*, uint32_t, uint32_t*) override { return TGX_ERR_NOT_IMPLEMENTED; }
+    int32_t SetBoardProperty(const char*, void*, uint32_t, uint32_t*) override { return TGX_ERR_NOT_IMPLEMENTED; }
+    uint32_t GetNrOfPorts() override { return static_cast<uint32_t>(ports_.size()); }
+    core::IPortInterface* GetPort(uint32_t index) override {
+        return index < ports_.size() ? ports_[index].get() : nullptr;
+    }
+    int32_t SetPortLinkSpeed(uint32_t, uint32_t) override { return TGX_ERR_NOT_IMPLEMENTED; }
+    int32_t ResetPortCores(uint32_t, uint32_t) override { return TGX_ERR_NOT_IMPLEMENTED; }
+
+private:
+    std::vector<std::unique_ptr<FakePort>> ports_;
+    int32_t discoveryResult_ = TGX_OK;
+    core::ControllerEventSink sink_ = nullptr;
+    void* context_ = nullptr;
+};
+
+} // namespace orva::test

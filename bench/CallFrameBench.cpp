@@ -1,0 +1,62 @@
+// Cost of the call frame of an exported function with tracing off: one level
+// test and no allocation are the target, for a null and for a valid handle.
+#include <benchmark/benchmark.h>
+
+#include <atomic>
+#include <cstdlib>
+#include <new>
+
+#include "impl/core/CDriver.h"
+#include "include/tgx_genicam.h"
+#include "tests/core/FakeTechnology.h"
+
+namespace {
+std::atomic<uint64_t> gAllocations{0};
+} // namespace
+
+void* operator new(std::size_t size) {
+    gAllocations.fetch_add(1, std::memory_order_relaxed);
+    if (void* p = std::malloc(size == 0 ? 1 : size)) {
+        return p;
+    }
+    throw std::bad_alloc();
+}
+void operator delete(void* p) noexcept { std::free(p); }
+void operator delete(void* p, std::size_t) noexcept { std::free(p); }
+
+namespace {
+
+void Measure(benchmark::State& state, TgxBoardHandle* board) {
+    benchmark::DoNotOptimize(Tgx_getCameraCount(board)); // first call obtains the logger
+    const uint64_t before = gAllocations.load();
+    for (auto _ : state) {
+        benchmark::DoNotOptimize(Tgx_getCameraCount(board));
+    }
+    const double allocations = static_cast<double>(gAllocations.load() - before);
+    state.counters["allocs_per_call"] = allocations / static_cast<double>(state.iterations());
+}
+
+void BM_GetCameraCountNullHandle(benchmark::State& state) { Measure(state, nullptr); }
+
+void BM_GetCameraCountValidHandle(benchmark::State& state) {
+    orva::core::CDriver driver;
+    if (driver.Init(std::make_unique<orva::test::FakeController>(4)) != TGX_OK) {
+        state.SkipWithError("board set-up failed");
+        return;
+    }
+    Measure(state, &driver);
+}
+
+} // namespace
+
+BENCHMARK(BM_GetCameraCountNullHandle);
+BENCHMARK(BM_GetCameraCountValidHandle);
+
+int main(int argc, char** argv) {
+    GenICamInit();
+    benchmark::Initialize(&argc, argv);
+    benchmark::RunSpecifiedBenchmarks();
+    benchmark::Shutdown();
+    GenICamDeinit();
+    return 0;
+}

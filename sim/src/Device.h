@@ -1,0 +1,89 @@
+#pragma once
+
+// Frame for camera models. A camera sits on one or more ports of a board
+// (its links, in link order) and is modelled from its own side of the cable:
+// it receives what the host sends down a port and answers by putting bytes
+// into the port's upstream queue, to arrive after a delay. It sees the power
+// and cable state of its ports, and it keeps what must survive from one
+// program to the next in its persistent memory in the board's shared memory.
+//
+// A Device object is process-local and holds nothing but its parameters;
+// every call comes with the board's lock held.
+
+#include "Design.h"
+
+#include <nlohmann/json.hpp>
+
+#include <cstdint>
+#include <memory>
+#include <span>
+#include <string_view>
+
+namespace orva::sim {
+
+class BoardAccess;
+
+class DeviceContext {
+public:
+    DeviceContext(BoardAccess& board, uint32_t camera) : board_(board), camera_(camera) {}
+
+    uint32_t linkCount() const;
+    uint32_t portOfLink(uint32_t link) const;
+    // The board switches power to the port on (not off, not tripped).
+    bool portPowered(uint32_t link) const;
+    bool plugged(uint32_t link) const;
+    // Settings of the port as the host made them through the camera control
+    // or the serial port.
+    uint32_t dataPathState(uint32_t link) const;
+    uint32_t dataPathSpeed(uint32_t link) const;
+    uint32_t cxpVersion(uint32_t link) const;
+    uint32_t serialBaud(uint32_t link) const;
+
+    // Sends bytes to the host on the upstream queue of `channel` of the
+    // link's port, arriving after `delayNs`. False when they are lost: the
+    // cable is out, the design has no such queue, or the queue is full.
+    bool sendToHost(uint32_t link, Channel channel, std::span<const uint8_t> bytes, uint64_t delayNs);
+    // Consumes one armed occurrence of a fault at the link's port.
+    bool takeFault(uint32_t link, std::string_view name);
+    // The camera's persistent memory, zero-filled at scenario load.
+    std::span<uint8_t> memory();
+    uint64_t nowNs() const;
+
+private:
+    BoardAccess& board_;
+    uint32_t camera_;
+};
+
+class Device {
+public:
+    virtual ~Device() = default;
+
+    // Scenario load: sets up the persistent memory.
+    virtual void onLoad(DeviceContext& ctx) {}
+    // Bytes the host sent down a link; only ever called while its cable is in.
+    virtual void onHostData(DeviceContext& ctx, uint32_t link, Channel channel, std::span<const uint8_t> bytes) = 0;
+    virtual void onPowerChanged(DeviceContext& ctx, uint32_t link) {}
+    virtual void onCableChanged(DeviceContext& ctx, uint32_t link) {}
+    // Data path, speed, version or LED of a link's port were set.
+    virtual void onPortSettingsChanged(DeviceContext& ctx, uint32_t link) {}
+    // Whether the camera shows itself on a link whose cable is in.
+    virtual bool present(DeviceContext& ctx, uint32_t link) const { return ctx.portPowered(link); }
+    // Names of the faults the model knows.
+    virtual std::span<const std::string_view> faultNames() const { return {}; }
+};
+
+// Builds a device from its scenario parameters; throws std::invalid_argument
+// with a message that names the parameter when they are wrong.
+using DeviceFactory = std::unique_ptr<Device> (*)(const nlohmann::json& params);
+
+struct DeviceModel {
+    std::string_view name;
+    std::string_view summary;
+    DeviceFactory create;
+};
+
+std::span<const DeviceModel> deviceModels();
+// Null if no model has this name.
+const DeviceModel* findDeviceModel(std::string_view name);
+
+} // namespace orva::sim

@@ -1,0 +1,30 @@
+#include "Device.h"
+#include "EchoDevice.h"
+
+#include <array>
+
+namespace orva::sim {
+
+namespace {
+
+// Every camera model a scenario can name.
+const std::array kModels{
+    DeviceModel{"echo", "answers every downstream write with the same bytes", &EchoDevice::create},
+};
+
+} // namespace
+
+std::span<const DeviceModel> deviceModels() {
+    return kModels;
+}
+
+const DeviceModel* findDeviceModel(std::string_view name) {
+    for (const auto& model : kModels) {
+        if (model.name == name) {
+            return &model;
+        }
+    }
+    return nullptr;
+}
+
+} // namespace orva::sim

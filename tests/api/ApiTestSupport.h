@@ -1,0 +1,73 @@
+// What the API tests share: a simulated board namespace of their own, the
+// shipped logging dispatcher writing to a file of the test's own, and a
+// technology the test brings for boards that must open.
+#pragma once
+
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include <cstdlib>
+#include <fstream>
+#include <sstream>
+#include <string>
+
+#include "impl/core/ControllerFactory.h"
+#include "orva_sim.h"
+#include "runtime/board/BoardForwarders.h"
+#include "tests/core/FakeTechnology.h"
+
+namespace orva::test {
+
+inline std::unique_ptr<core::IControllerInterface> CreateFakeController(int64_t, const board::BoardHandles&, bool) {
+    return std::make_unique<FakeController>(4);
+}
+
+class ApiTest : public ::testing::Test {
+protected:
+    // `logLevels` goes to ORVA_LOG; it must be set before the library's first
+    // logger is made, which is why every case runs in a process of its own.
+    void SetUpApi(const char* logLevels) {
+        const auto* info = ::testing::UnitTest::GetInstance()->current_test_info();
+        const std::string tag = std::to_string(getpid()) + "-" + info->name();
+        namespace_ = "api-" + tag;
+        logFile_ = ::testing::TempDir() + "tgx-api-" + tag + ".log";
+        std::remove(logFile_.c_str());
+        setenv("ORVA_SIM_NAMESPACE", namespace_.c_str(), 1);
+        setenv("ORVA_LOG_FILE", logFile_.c_str(), 1);
+        setenv("ORVA_LOG", logLevels, 1);
+        unsetenv("ORVA_SIM_SCENARIO");
+    }
+    void TearDown() override {
+        core::SetControllerCreatorForTesting(nullptr);
+        orva_sim_destroy();
+        std::remove(logFile_.c_str());
+    }
+
+    std::string Log() const {
+        std::ifstream in(logFile_);
+        std::stringstream text;
+        text << in.rdbuf();
+        return text.str();
+    }
+
+    // The grabber handle of a simulated board, as the application has it.
+    Gb_Struct_s* OpenGrabber(uint32_t index) {
+        Gb_Struct_s* grabber = board::Gb_InitEx(index, nullptr, 0);
+        grabbers_.push_back(grabber);
+        return grabber;
+    }
+    ~ApiTest() override {
+        for (auto* g : grabbers_) {
+            if (g != nullptr) {
+                board::Gb_FreeGrabber(g);
+            }
+        }
+    }
+
+private:
+    std::string namespace_;
+    std::string logFile_;
+    std::vector<Gb_Struct_s*> grabbers_;
+};
+
+} // namespace orva::test

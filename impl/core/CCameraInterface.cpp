@@ -72,4 +72,27 @@ LinkRecord CCameraInterface::GetLink(uint32_t link) const {
     return link < kMaxLinks ? links_[link] : LinkRecord{};
 }
 
+const TgxCameraInfo* CCameraInterface::RefreshInfo() {
+    std::lock_guard<std::mutex> lock(infoMutex_);
+    info_ = TgxCameraInfo{};
+    if (const ICameraInfo* record = port_ != nullptr ? port_->GetCameraInfo() : nullptr) {
+        info_.deviceName = record->GetDeviceName();
+        info_.modelName = record->GetModelName();
+        info_.familyName = record->GetFamilyName();
+        info_.deviceVersion = record->GetDeviceVersion();
+        info_.firmwareVersion = record->GetFirmwareVersion();
+        info_.manufacturerInfo = record->GetManufacturerInfo();
+        info_.serialNumber = record->GetSerialNumber();
+        info_.userId = record->GetUserId();
+    }
+    return &info_;
+}
+
+void CCameraInterface::UpdateInfo() {
+    std::lock_guard<std::mutex> lock(infoMutex_);
+    if (port_ != nullptr) {
+        port_->UpdateCameraInfo();
+    }
+}
+
 } // namespace orva::core

@@ -7,6 +7,7 @@
 
 #include <array>
 #include <cstdint>
+#include <mutex>
 
 #include "impl/core/IControllerInterface.h"
 #include "impl/core/IPortInterface.h"
@@ -58,6 +59,16 @@ public:
     // Link 0 to 3; a larger number gives the record of an unknown link.
     LinkRecord GetLink(uint32_t link) const;
 
+    // The identity record handed to the application, refilled from the
+    // port's record first. The texts belong to the port.
+    const TgxCameraInfo* RefreshInfo();
+    // Reads the parts of the identity that can change (the user id) again.
+    void UpdateInfo();
+
+    // A node map has been made and not dropped by a link disconnect.
+    bool IsConnected() const { return connected_; }
+    void SetConnected(bool connected) { connected_ = connected; }
+
 private:
     tools::logging::Logger* logger_ = nullptr;
     IPortInterface* const port_;             // borrowed: the master port
@@ -65,6 +76,10 @@ private:
     uint32_t discoverySpeed_ = 0;
     uint32_t nrOfLinks_ = 0;
     std::array<LinkRecord, kMaxLinks> links_{};
+    bool connected_ = false;
+    // Guards info_ and the port's identity refresh.
+    std::mutex infoMutex_;
+    TgxCameraInfo info_{};
 };
 
 } // namespace orva::core

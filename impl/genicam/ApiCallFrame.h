@@ -29,11 +29,14 @@ template <class T> const std::string& TypeName() {
     return name;
 }
 
-// ",handle=(<pointer type>)<pointer>"
-template <class Handle> std::string HandleText(Handle* handle) {
+// ",handle=(<pointer type>)<pointer>", the pointer shown as a `Shown*`.
+template <class Shown, class Handle> std::string HandleTextAs(Handle* handle) {
     std::ostringstream out;
-    out << ",handle=(" << TypeName<Handle*>() << ')' << static_cast<const void*>(handle);
+    out << ",handle=(" << TypeName<Shown*>() << ')' << static_cast<const void*>(handle);
     return out.str();
+}
+template <class Handle> std::string HandleText(Handle* handle) {
+    return HandleTextAs<Handle>(handle);
 }
 
 struct ApiCallTrace {

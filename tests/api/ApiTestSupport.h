@@ -18,8 +18,13 @@
 
 namespace orva::test {
 
+// The controller of the board opened last, for the test to set up its ports.
+inline FakeController* gLastFakeController = nullptr;
+
 inline std::unique_ptr<core::IControllerInterface> CreateFakeController(int64_t, const board::BoardHandles&, bool) {
-    return std::make_unique<FakeController>(4);
+    auto controller = std::make_unique<FakeController>(4);
+    gLastFakeController = controller.get();
+    return controller;
 }
 
 class ApiTest : public ::testing::Test {

@@ -44,7 +44,9 @@ public:
     uint32_t GetStreamPacketSize() override { return 2048; }
     core::ICameraInfo* GetCameraInfo() override { return &info_; }
     void SaveCameraInfo() override {}
-    void UpdateCameraInfo() override {}
+    // The camera's user id as the next update reads it.
+    void SetUserIdOnCamera(std::string id) { userIdOnCamera_ = std::move(id); }
+    void UpdateCameraInfo() override { info_.SetUserId(userIdOnCamera_); }
     int32_t GetXmlInfo(std::string&, uint32_t) override { return TGX_ERR_NOT_IMPLEMENTED; }
     int32_t ReadMem(uint32_t address, void* buffer, uint32_t length, uint32_t) override {
         std::memset(buffer, static_cast<int>(address & 0xFF), length);
@@ -59,6 +61,7 @@ private:
     uint32_t appletMasterId_ = 0xFFFFFFFF;
     bool connected_ = false;
     core::CCameraInfo info_;
+    std::string userIdOnCamera_;
 };
 
 class FakeController : public core::IControllerInterface {

@@ -1,0 +1,35 @@
+#pragma once
+
+#include <atomic>
+#include <cstdint>
+#include <mutex>
+
+namespace orva::templates::platform {
+
+// In-process mutex that the holding thread may take again. Satisfies the
+// standard Lockable requirements, so std::lock_guard and std::unique_lock
+// work with it. Thread-safe.
+class RecursiveMutex {
+public:
+    RecursiveMutex();
+    virtual ~RecursiveMutex();
+
+    RecursiveMutex(const RecursiveMutex&) = delete;
+    RecursiveMutex& operator=(const RecursiveMutex&) = delete;
+    RecursiveMutex(RecursiveMutex&&) = delete;
+    RecursiveMutex& operator=(RecursiveMutex&&) = delete;
+
+    void lock();
+    void unlock();
+    bool try_lock();
+
+    // Entries of the holding thread; meaningful only to that thread.
+    int32_t entryCount() const { return entries_.load(std::memory_order_relaxed); }
+
+private:
+    std::recursive_mutex mutex_;
+    // Raised after each acquisition, lowered before each release.
+    std::atomic<int32_t> entries_{0};
+};
+
+} // namespace orva::templates::platform

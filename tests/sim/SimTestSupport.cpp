@@ -1,0 +1,214 @@
+#include "SimTestSupport.h"
+
+#include <dlfcn.h>
+#include <poll.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <cstdlib>
+#include <stdexcept>
+
+namespace orva::simtest {
+
+namespace {
+
+void* openLibrary(const std::string& name) {
+    const std::string path = buildDirectory() + "/lib/lib" + name + ".so";
+    void* handle = dlopen(path.c_str(), RTLD_NOW | RTLD_LOCAL);
+    if (handle == nullptr) {
+        throw std::runtime_error("can't load " + path + ": " + dlerror());
+    }
+    return handle;
+}
+
+template <class T> void bind(void* library, const char* name, T& slot) {
+    slot = reinterpret_cast<T>(dlsym(library, name));
+    if (slot == nullptr) {
+        throw std::runtime_error(std::string("board library lacks ") + name);
+    }
+}
+
+BoardLibraries loadLibraries() {
+    BoardLibraries l{};
+    void* dsg = openLibrary("dsgrt");
+    void* hal = openLibrary("orva_hal");
+    void* gb = openLibrary("gblib5");
+#define BIND(library, name) bind(library, #name, l.name)
+    BIND(dsg, DsgGetRegisterByName);
+    BIND(dsg, DsgLoadDsgFileWithType);
+    BIND(dsg, DsgUnloadDsgFile);
+    BIND(hal, OHalInitDevice);
+    BIND(hal, OHalFreeDevice);
+    BIND(hal, OHalRegisterRead);
+    BIND(hal, OHalRegisterWrite);
+    BIND(hal, OHalGetBoardIndex);
+    BIND(hal, OHalGetBoardInfoInt);
+    BIND(hal, OHalDataQueueReadBufferLong);
+    BIND(hal, OHalDataQueueWriteBufferLong);
+    BIND(hal, OHalDataQueueReadBuffer);
+    BIND(hal, OHalDataQueueWriteBuffer);
+    BIND(hal, OHalDataQueueGetNrOfWords);
+    BIND(hal, OHalDataQueueClear);
+    BIND(hal, OHalDataQueueFlush);
+    BIND(hal, OHalDataQueueAcquireLock);
+    BIND(hal, OHalDataQueueReleaseLock);
+    BIND(hal, OHalClSerInit);
+    BIND(hal, OHalClSerSetBaudrate);
+    BIND(hal, OHalGetCameraStatusExtended);
+    BIND(hal, OHalCameraCtrlIsAvailable);
+    BIND(hal, OHalCameraCtrlReset);
+    BIND(hal, OHalCameraCtrlSetPortMap);
+    BIND(hal, OHalCameraCtrlSetPortPowerState);
+    BIND(hal, OHalCameraCtrlSetPortDataPathState);
+    BIND(hal, OHalCameraCtrlSetPortDataPathSpeed);
+    BIND(hal, OHalCameraCtrlSetPortCxpStandardVersion);
+    BIND(hal, OHalCameraCtrlSetPortCxpLedState);
+    BIND(hal, OHalReadFirmware);
+    BIND(gb, Gb_InitEx);
+    BIND(gb, Gb_FreeGrabber);
+    BIND(gb, Gb_FreeLibraries);
+#undef BIND
+    return l;
+}
+
+} // namespace
+
+std::string buildDirectory() {
+    const char* dir = std::getenv("TGX_TEST_BUILD_DIR");
+    if (dir == nullptr || *dir == '\0') {
+        throw std::runtime_error("TGX_TEST_BUILD_DIR is not set; run the tests through ctest");
+    }
+    return dir;
+}
+
+const BoardLibraries& boardLibraries() {
+    static const BoardLibraries libraries = loadLibraries();
+    return libraries;
+}
+
+std::string uniqueNamespace(const std::string& tag) {
+    const auto* info = ::testing::UnitTest::GetInstance()->current_test_info();
+    std::string name = "t" + std::to_string(::getpid()) + tag + "-" +
+                       (info != nullptr ? std::string(info->name()) : std::string("none"));
+    for (char& c : name) {
+        if (std::isalnum(static_cast<unsigned char>(c)) == 0 && c != '-' && c != '_') {
+            c = '_';
+        }
+    }
+    return name.substr(0, 64);
+}
+
+void SimTest::SetUp() {
+    ns = uniqueNamespace();
+    setenv("ORVA_SIM_NAMESPACE", ns.c_str(), 1);
+    unsetenv("ORVA_SIM_SCENARIO");
+}
+
+void SimTest::TearDown() {
+    for (OHalDevice* device : devices_) {
+        hal.OHalFreeDevice(device);
+    }
+    setenv("ORVA_SIM_NAMESPACE", ns.c_str(), 1);
+    EXPECT_EQ(orva_sim_destroy(), ORVA_SIM_OK) << orva_sim_last_error();
+}
+
+void SimTest::load(const std::string& json) {
+    ASSERT_EQ(orva_sim_load_text(json.c_str()), ORVA_SIM_OK) << orva_sim_last_error();
+}
+
+OHalDevice* SimTest::open(uint32_t board) {
+    OHalDevice* device = nullptr;
+    const int32_t status = hal.OHalInitDevice(board, &device);
+    EXPECT_EQ(status, ORVA_SIM_OK) << orva_sim_last_error();
+    if (device != nullptr) {
+        devices_.push_back(device);
+    }
+    return device;
+}
+
+int32_t SimTest::registerNumber(OHalDevice* device, const char* name) {
+    Gb_Struct_s* grabber = hal.Gb_InitEx(static_cast<uint32_t>(hal.OHalGetBoardIndex(device, 0)), nullptr, 0);
+    EXPECT_NE(grabber, nullptr) << orva_sim_last_error();
+    if (grabber == nullptr) {
+        return -1;
+    }
+    const int32_t number = hal.DsgGetRegisterByName(grabber->design, name);
+    hal.Gb_FreeGrabber(grabber);
+    return number;
+}
+
+void SimTest::writeRegister(OHalDevice* device, const char* name, uint64_t value) {
+    const int32_t number = registerNumber(device, name);
+    ASSERT_GT(number, 0) << name;
+    ASSERT_EQ(hal.OHalRegisterWrite(device, static_cast<uint32_t>(number), static_cast<uint32_t>(value),
+                                    static_cast<uint32_t>(value >> 32)),
+              ORVA_SIM_OK)
+        << orva_sim_last_error();
+}
+
+uint64_t SimTest::readRegister(OHalDevice* device, const char* name) {
+    const int32_t number = registerNumber(device, name);
+    EXPECT_GT(number, 0) << name;
+    uint64_t value = 0;
+    EXPECT_EQ(hal.OHalRegisterRead(device, static_cast<uint32_t>(number), &value), ORVA_SIM_OK)
+        << orva_sim_last_error();
+    return value;
+}
+
+Signal::Signal() {
+    if (::pipe(fds_) != 0) {
+        throw std::runtime_error("pipe failed");
+    }
+}
+
+Signal::~Signal() {
+    ::close(fds_[0]);
+    ::close(fds_[1]);
+}
+
+void Signal::send() {
+    const char byte = 1;
+    if (::write(fds_[1], &byte, 1) != 1) {
+        throw std::runtime_error("signal pipe write failed");
+    }
+}
+
+bool Signal::wait(int timeoutMs) {
+    pollfd fd{fds_[0], POLLIN, 0};
+    if (::poll(&fd, 1, timeoutMs) != 1) {
+        return false;
+    }
+    char byte = 0;
+    return ::read(fds_[0], &byte, 1) == 1;
+}
+
+pid_t startChild(const std::function<int()>& body) {
+    const pid_t pid = ::fork();
+    if (pid == 0) {
+        int code = 99;
+        try {
+            code = body();
+        } catch (...) {
+            code = 98;
+        }
+        ::_exit(code);
+    }
+    return pid;
+}
+
+int waitChild(pid_t pid) {
+    if (pid < 0) {
+        return -1;
+    }
+    int status = 0;
+    if (::waitpid(pid, &status, 0) != pid || !WIFEXITED(status)) {
+        return -1;
+    }
+    return WEXITSTATUS(status);
+}
+
+int runInChild(const std::function<int()>& body) {
+    return waitChild(startChild(body));
+}
+
+} // namespace orva::simtest

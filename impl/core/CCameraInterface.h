@@ -65,6 +65,10 @@ public:
     // Reads the parts of the identity that can change (the user id) again.
     void UpdateInfo();
 
+    // Camera properties: TGX_ERR_NOT_IMPLEMENTED for an unknown name.
+    int32_t GetProperty(const char* name, void* value, uint32_t type, const uint32_t* extra);
+    int32_t SetProperty(const char* name, void* value, uint32_t type, const uint32_t* extra);
+
     // A node map has been made and not dropped by a link disconnect.
     bool IsConnected() const { return connected_; }
     void SetConnected(bool connected) { connected_ = connected; }

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <chrono>
+#include <cstring>
 #include <exception>
 #include <thread>
 
@@ -178,6 +179,46 @@ uint32_t CDriver::GetNrOfPorts() {
 
 IPortInterface* CDriver::GetPort(uint32_t index) {
     return controller_ ? controller_->GetPort(index) : nullptr;
+}
+
+int32_t CDriver::GetBoardProperty(const char* name, void* value, uint32_t type, uint32_t* extra) {
+    if (controller_) {
+        const int32_t result = controller_->GetBoardProperty(name, value, type, extra);
+        if (result != TGX_ERR_NOT_IMPLEMENTED) {
+            return result; // a controller may shadow the board's own names
+        }
+    }
+    uint32_t (*read)(CDriver&) = nullptr;
+    if (std::strcmp(name, "NrOfCameras") == 0) {
+        read = [](CDriver& d) { return static_cast<uint32_t>(d.GetCameraCount()); };
+    } else if (std::strcmp(name, "NrOfPorts") == 0) {
+        read = [](CDriver& d) { return d.GetNrOfPorts(); };
+    } else if (std::strcmp(name, "TransceiversLockedMask") == 0) {
+        read = [](CDriver& d) {
+            uint32_t mask = 0;
+            for (uint32_t i = 0; i < d.GetNrOfPorts() && i < 32; ++i) {
+                IPortInterface* port = d.GetPort(i);
+                if (port != nullptr && port->IsTransceiverLocked()) {
+                    mask |= 1U << i;
+                }
+            }
+            return mask;
+        };
+    } else {
+        return TGX_ERR_NOT_IMPLEMENTED;
+    }
+    if (value == nullptr) {
+        return TGX_ERR_INVALID_POINTER;
+    }
+    if (type != TGX_PROPERTY_TYPE_UINT32) {
+        return TGX_ERR_INVALID_DATA_TYPE;
+    }
+    *static_cast<uint32_t*>(value) = read(*this);
+    return TGX_OK;
+}
+
+int32_t CDriver::SetBoardProperty(const char* name, void* value, uint32_t type, uint32_t* extra) {
+    return controller_ ? controller_->SetBoardProperty(name, value, type, extra) : TGX_ERR_NOT_IMPLEMENTED;
 }
 
 int32_t CDriver::PowerSwitch(uint32_t portMask, uint32_t command) {

@@ -59,6 +59,10 @@ public:
     IPortInterface* GetPort(uint32_t index);
     IControllerInterface* GetController() const { return controller_.get(); }
 
+    // The controller's properties first, then the board's own.
+    int32_t GetBoardProperty(const char* name, void* value, uint32_t type, uint32_t* extra);
+    int32_t SetBoardProperty(const char* name, void* value, uint32_t type, uint32_t* extra);
+
     // 0 off, 1 on, 2 off-pause-on; other commands do nothing. Always 0.
     int32_t PowerSwitch(uint32_t portMask, uint32_t command);
 

@@ -2,7 +2,6 @@
 
 #include <array>
 #include <atomic>
-#include <mutex>
 #include <string>
 
 #include "runtime/board/BoardLibraryNames.h"
@@ -25,18 +24,8 @@ Table<kOrvaHalNames.size()> gOrvaHal{"orva_hal", kOrvaHalNames, SlotOf(kOrvaHalN
 Table<kDsgrtNames.size()> gDsgrt{"dsgrt", kDsgrtNames, SlotOf(kDsgrtNames, "DsgLoadDsgFileWithType"), kDsgrtLoadFailed};
 Table<kGblib5Names.size()> gGblib5{"gblib5", kGblib5Names, SlotOf(kGblib5Names, "Gb_InitEx"), kGblib5Unavailable};
 
-std::mutex gDirectoryMutex;
-std::string gDirectory; // guarded by gDirectoryMutex; empty: the installation directory
-
-std::string Directory() {
-    std::lock_guard<std::mutex> lock(gDirectoryMutex);
-    return gDirectory;
-}
-
 template <std::size_t N> int32_t BindTable(Table<N>& table) {
-    const std::string directory = Directory();
-    auto library = orva::templates::platform::LoadRuntimeLibrary(table.libraryName,
-                                                                 directory.empty() ? nullptr : directory.c_str());
+    auto library = orva::templates::platform::LoadRuntimeLibrary(table.libraryName);
     if (!library) {
         return table.loadFailure;
     }
@@ -113,11 +102,6 @@ void ClearTable(BoardLibrary library) {
         }
         return 0;
     });
-}
-
-void SetBoardLibraryDirectory(const char* directory) {
-    std::lock_guard<std::mutex> lock(gDirectoryMutex);
-    gDirectory = directory != nullptr ? directory : "";
 }
 
 } // namespace orva::board

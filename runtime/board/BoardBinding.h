@@ -38,9 +38,4 @@ bool IsBound(BoardLibrary library);
 // Empties a table; only gblib5's is ever cleared, after Gb_FreeLibraries.
 void ClearTable(BoardLibrary library);
 
-// Folder whose lib/ the bind routines load from instead of the installation
-// directory; null restores the default. For tests and tools that bring their
-// own board libraries.
-void SetBoardLibraryDirectory(const char* directory);
-
 } // namespace orva::board

@@ -10,12 +10,12 @@ RecursiveMutex::~RecursiveMutex() = default;
 
 void RecursiveMutex::lock() {
     mutex_.lock();
-    entries_.fetch_add(1, std::memory_order_relaxed);
+    ++entries_;
 }
 
 void RecursiveMutex::unlock() {
-    assert(entries_.load(std::memory_order_relaxed) > 0 && "unlock of a RecursiveMutex that is not held");
-    entries_.fetch_sub(1, std::memory_order_relaxed);
+    assert(entries_ > 0 && "unlock of a RecursiveMutex that is not held");
+    --entries_;
     mutex_.unlock();
 }
 
@@ -23,7 +23,7 @@ bool RecursiveMutex::try_lock() {
     if (!mutex_.try_lock()) {
         return false;
     }
-    entries_.fetch_add(1, std::memory_order_relaxed);
+    ++entries_;
     return true;
 }
 

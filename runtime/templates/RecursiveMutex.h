@@ -24,12 +24,13 @@ public:
     bool try_lock();
 
     // Entries of the holding thread; meaningful only to that thread.
-    int32_t entryCount() const { return entries_.load(std::memory_order_relaxed); }
+    int32_t entryCount() const { return entries_; }
 
 private:
     std::recursive_mutex mutex_;
-    // Raised after each acquisition, lowered before each release.
-    std::atomic<int32_t> entries_{0};
+    // Raised after each acquisition, lowered before each release: only ever
+    // written by the holder, so the mutex itself guards it.
+    int32_t entries_ = 0;
 };
 
 } // namespace orva::templates::platform

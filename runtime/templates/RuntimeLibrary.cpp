@@ -1,5 +1,7 @@
 #include "runtime/templates/RuntimeLibrary.h"
 
+#include <mutex>
+
 #include "runtime/templates/InstallationDirectory.h"
 
 #include <cerrno>
@@ -51,9 +53,27 @@ void RuntimeLibrary::unload() {
     handle_ = nullptr;
 }
 
+namespace {
+std::mutex gOverrideMutex;
+std::string gOverrideDirectory; // guarded by gOverrideMutex; empty: none
+} // namespace
+
+void SetRuntimeLibraryDirectory(const char* directory) {
+    std::lock_guard<std::mutex> lock(gOverrideMutex);
+    gOverrideDirectory = directory != nullptr ? directory : "";
+}
+
 std::unique_ptr<RuntimeLibrary> LoadRuntimeLibrary(const char* name, const char* directory) {
     if (name == nullptr || name[0] == '\0') {
         return nullptr;
+    }
+    std::string overrideDirectory;
+    if (directory == nullptr) {
+        std::lock_guard<std::mutex> lock(gOverrideMutex);
+        overrideDirectory = gOverrideDirectory;
+    }
+    if (!overrideDirectory.empty()) {
+        directory = overrideDirectory.c_str();
     }
     if (directory == nullptr) {
         directory = FindInstallationDirectory();

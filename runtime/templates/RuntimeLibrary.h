@@ -41,8 +41,13 @@ private:
     std::string lastErrorText_;
 };
 
-// Loads <directory>/lib/lib<name>.so, directory defaulting to
-// FindInstallationDirectory(). Null if there's no directory or the load
+// Folder whose lib/ LoadRuntimeLibrary uses, when called without a folder,
+// instead of the installation directory; null restores the installation.
+// For tests and tools that bring their own runtime libraries.
+void SetRuntimeLibraryDirectory(const char* directory);
+
+// Loads <directory>/lib/lib<name>.so, directory defaulting to the
+// folder set above, else FindInstallationDirectory(). Null if there's no directory or the load
 // fails; nothing is logged.
 std::unique_ptr<RuntimeLibrary> LoadRuntimeLibrary(const char* name, const char* directory = nullptr);
 

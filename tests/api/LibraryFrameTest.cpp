@@ -7,6 +7,7 @@
 #include "runtime/board/BoardBinding.h"
 #include "runtime/logging/Logging.h"
 #include "runtime/templates/LibraryInitController.h"
+#include "runtime/templates/RuntimeLibrary.h"
 #include "tests/api/ApiTestSupport.h"
 
 using orva::templates::platform::LibraryInitController;
@@ -78,14 +79,14 @@ TEST_F(LibraryLife, ErrorTextsNeedNoInitialisation) {
 }
 
 TEST_F(LibraryLife, MissingBoardLibrariesDontStopInitialisation) {
-    orva::board::SetBoardLibraryDirectory(PARTIAL_BOARD_DIR); // only orva_hal there
+    orva::templates::platform::SetRuntimeLibraryDirectory(PARTIAL_BOARD_DIR); // only orva_hal there
     GenICamInit();
     EXPECT_EQ(LibraryInitController::UseCount(), 1);
     EXPECT_TRUE(orva::board::IsBound(orva::board::BoardLibrary::OrvaHal));
     EXPECT_FALSE(orva::board::IsBound(orva::board::BoardLibrary::Gblib5));
     EXPECT_EQ(orva::board::Gb_InitEx(0, nullptr, 0), nullptr);
     GenICamDeinit();
-    orva::board::SetBoardLibraryDirectory(nullptr);
+    orva::templates::platform::SetRuntimeLibraryDirectory(nullptr);
 }
 
 class BoardOpening : public ApiTest {

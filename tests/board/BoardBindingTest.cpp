@@ -6,6 +6,7 @@
 #include "runtime/board/BoardBinding.h"
 #include "runtime/board/BoardForwarders.h"
 #include "runtime/board/BoardLibraryNames.h"
+#include "runtime/templates/RuntimeLibrary.h"
 
 using namespace orva::board;
 
@@ -13,11 +14,11 @@ namespace {
 
 class BoardBinding : public ::testing::Test {
 protected:
-    void TearDown() override { SetBoardLibraryDirectory(nullptr); }
+    void TearDown() override { orva::templates::platform::SetRuntimeLibraryDirectory(nullptr); }
 };
 
 TEST_F(BoardBinding, ForwarderBindsOnFirstCallAndSplitsValuesLowFirst) {
-    SetBoardLibraryDirectory(FAKE_BOARD_DIR);
+    orva::templates::platform::SetRuntimeLibraryDirectory(FAKE_BOARD_DIR);
     ASSERT_FALSE(IsBound(BoardLibrary::OrvaHal));
 
     uint64_t value = 0;
@@ -37,7 +38,7 @@ TEST_F(BoardBinding, ForwarderBindsOnFirstCallAndSplitsValuesLowFirst) {
 }
 
 TEST_F(BoardBinding, MissingFunctionsGiveTheFixedStatusWithoutACall) {
-    SetBoardLibraryDirectory(FAKE_BOARD_DIR);
+    orva::templates::platform::SetRuntimeLibraryDirectory(FAKE_BOARD_DIR);
     // Both kinds of forwarder: the camera control family and a plain one.
     EXPECT_EQ(OHalCameraCtrlSetPortMap(nullptr, 1, 2), kOrvaHalUnavailable);
     EXPECT_EQ(OHalDataQueueReadBufferLong(nullptr, 0, nullptr, 4, 0), kOrvaHalUnavailable);
@@ -46,20 +47,20 @@ TEST_F(BoardBinding, MissingFunctionsGiveTheFixedStatusWithoutACall) {
 }
 
 TEST_F(BoardBinding, FirmwareReadFallsBackToTheBoardSpecificName) {
-    SetBoardLibraryDirectory(FAKE_BOARD_DIR);
+    orva::templates::platform::SetRuntimeLibraryDirectory(FAKE_BOARD_DIR);
     std::vector<uint8_t> buffer(8, 0);
     EXPECT_EQ(OHalReadFirmware(nullptr, 0x1AB, buffer.data(), static_cast<uint32_t>(buffer.size())), 8);
     EXPECT_EQ(buffer[7], 0xAB);
 }
 
 TEST_F(BoardBinding, DesignRuntimeAnswersOnlyForItsNames) {
-    SetBoardLibraryDirectory(FAKE_BOARD_DIR);
+    orva::templates::platform::SetRuntimeLibraryDirectory(FAKE_BOARD_DIR);
     EXPECT_EQ(DsgGetRegisterByName(nullptr, "BoardVersion"), 7);
     EXPECT_EQ(DsgGetRegisterByName(nullptr, "NoSuchRegister"), 0);
 }
 
 TEST_F(BoardBinding, MissingLibrariesFailSilentlyAndALateLibraryIsPickedUp) {
-    SetBoardLibraryDirectory(EMPTY_BOARD_DIR);
+    orva::templates::platform::SetRuntimeLibraryDirectory(EMPTY_BOARD_DIR);
     EXPECT_EQ(BindOrvaHal(), kOrvaHalUnavailable);
     EXPECT_EQ(BindDsgrt(), kDsgrtLoadFailed);
     EXPECT_EQ(BindGblib5(), kGblib5Unavailable);
@@ -69,13 +70,13 @@ TEST_F(BoardBinding, MissingLibrariesFailSilentlyAndALateLibraryIsPickedUp) {
     EXPECT_EQ(Gb_InitEx(0, nullptr, 0), nullptr);
 
     // The library turns up: the next call binds it.
-    SetBoardLibraryDirectory(FAKE_BOARD_DIR);
+    orva::templates::platform::SetRuntimeLibraryDirectory(FAKE_BOARD_DIR);
     EXPECT_EQ(OHalRegisterRead(nullptr, 1, &value), 0);
     EXPECT_EQ(value, 0x1000000001ULL);
 }
 
 TEST_F(BoardBinding, OneMissingLibraryLeavesTheOthersBound) {
-    SetBoardLibraryDirectory(PARTIAL_BOARD_DIR);
+    orva::templates::platform::SetRuntimeLibraryDirectory(PARTIAL_BOARD_DIR);
     EXPECT_EQ(BindOrvaHal(), 0);
     EXPECT_EQ(BindDsgrt(), kDsgrtLoadFailed);
     EXPECT_TRUE(IsBound(BoardLibrary::OrvaHal));
@@ -84,7 +85,7 @@ TEST_F(BoardBinding, OneMissingLibraryLeavesTheOthersBound) {
 }
 
 TEST_F(BoardBinding, RepeatedBindsStoreTheSameEntries) {
-    SetBoardLibraryDirectory(FAKE_BOARD_DIR);
+    orva::templates::platform::SetRuntimeLibraryDirectory(FAKE_BOARD_DIR);
     ASSERT_EQ(BindOrvaHal(), 0);
     void* first = Entry(BoardLibrary::OrvaHal, SlotOf(kOrvaHalNames, "OHalRegisterRead"));
     ASSERT_EQ(BindOrvaHal(), 0);
@@ -93,7 +94,7 @@ TEST_F(BoardBinding, RepeatedBindsStoreTheSameEntries) {
 }
 
 TEST_F(BoardBinding, FreeingTheGrabberLibrariesEmptiesItsTable) {
-    SetBoardLibraryDirectory(FAKE_BOARD_DIR);
+    orva::templates::platform::SetRuntimeLibraryDirectory(FAKE_BOARD_DIR);
     ASSERT_EQ(BindGblib5(), 0);
     ASSERT_TRUE(IsBound(BoardLibrary::Gblib5));
     EXPECT_EQ(Gb_FreeLibraries(), 1);

@@ -100,7 +100,12 @@ public:
     }
     void ResetController() override { calls.emplace_back("ResetController"); }
     int32_t GetBoardProperty(const char*, void*, uint32_t, uint32_t*) override { return TGX_ERR_NOT_IMPLEMENTED; }
-    int32_t SetBoardProperty(const char*, void*, uint32_t, uint32_t*) override { return TGX_ERR_NOT_IMPLEMENTED; }
+    int32_t SetBoardProperty(const char* name, void* value, uint32_t type, uint32_t* extra) override {
+        calls.push_back(std::string("SetBoardProperty ") + name + " " + std::to_string(*static_cast<uint32_t*>(value)) +
+                        " type " + std::to_string(type) + " port " +
+                        (extra != nullptr ? std::to_string(*extra) : "none"));
+        return TGX_OK;
+    }
     uint32_t GetNrOfPorts() override { return static_cast<uint32_t>(ports_.size()); }
     core::IPortInterface* GetPort(uint32_t index) override {
         return index < ports_.size() ? ports_[index].get() : nullptr;

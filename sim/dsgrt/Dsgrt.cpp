@@ -8,7 +8,7 @@
 namespace abi = orva::sim::abi;
 
 #define DSG_EXPORT extern "C" __attribute__((visibility("default")))
-#define CHECK_SIGNATURE(name) static_assert(std::is_same_v<decltype(&name), name##_t>, #name)
+#define CHECK_SIGNATURE(name) static_assert(std::is_same_v<decltype(&(name)), name##_t>, #name)
 
 DSG_EXPORT int32_t DsgGetRegisterByName(DsgDesign* design, const char* name) {
     return abi::getRegisterByName(design, name);

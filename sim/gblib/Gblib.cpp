@@ -8,7 +8,7 @@
 namespace abi = orva::sim::abi;
 
 #define GB_EXPORT extern "C" __attribute__((visibility("default")))
-#define CHECK_SIGNATURE(name) static_assert(std::is_same_v<decltype(&name), name##_t>, #name)
+#define CHECK_SIGNATURE(name) static_assert(std::is_same_v<decltype(&(name)), name##_t>, #name)
 
 GB_EXPORT Gb_Struct_s* Gb_InitEx(uint32_t boardIndex, const char* design, int32_t flags) {
     return abi::initGrabber(boardIndex, design, flags);

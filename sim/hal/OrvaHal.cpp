@@ -9,7 +9,7 @@ namespace abi = orva::sim::abi;
 
 #define HAL_EXPORT extern "C" __attribute__((visibility("default")))
 // Each export must keep the exact type the board interface declares.
-#define CHECK_SIGNATURE(name) static_assert(std::is_same_v<decltype(&name), name##_t>, #name)
+#define CHECK_SIGNATURE(name) static_assert(std::is_same_v<decltype(&(name)), name##_t>, #name)
 
 HAL_EXPORT int32_t OHalInitDevice(uint32_t boardIndex, OHalDevice** device) {
     return abi::initDevice(boardIndex, device);

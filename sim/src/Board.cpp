@@ -364,7 +364,7 @@ void Board::load(const BoardSpec& spec) {
         slot.linkCount = static_cast<uint32_t>(cameraSpec.ports.size());
         std::memset(slot.ports, 0, sizeof(slot.ports));
         copyName(slot.model, cameraSpec.model);
-        const std::string params = cameraSpec.params.dump();
+        const std::string& params = cameraSpec.params;
         std::memset(slot.params, 0, sizeof(slot.params));
         std::memcpy(slot.params, params.data(), std::min(params.size(), sizeof(slot.params) - 1));
         std::memset(slot.memory, 0, sizeof(slot.memory));

@@ -26,6 +26,13 @@ constexpr uint64_t kSetUpWaitNs = 2 * kNsPerSecond;
 // Rounds of open-or-create while other processes create and destroy.
 constexpr int kOpenRounds = 100;
 
+// The simulator reads its variables and never changes the environment; a
+// program that calls setenv while other threads open boards races with any
+// library that reads the environment.
+const char* environmentValue(const char* name) {
+    return std::getenv(name); // NOLINT(concurrency-mt-unsafe)
+}
+
 ObjectState stateOf(layout::Header& header) {
     return static_cast<ObjectState>(std::atomic_ref<uint32_t>(header.state).load(std::memory_order_acquire));
 }
@@ -97,7 +104,7 @@ std::unique_ptr<SharedMemory> createBoardObject(const std::string& name) {
 } // namespace
 
 std::string currentNamespace() {
-    const char* value = std::getenv("ORVA_SIM_NAMESPACE");
+    const char* value = environmentValue("ORVA_SIM_NAMESPACE");
     std::string ns = value != nullptr && *value != '\0' ? value : "default";
     const bool valid = ns.size() <= kMaxNamespaceLength && std::all_of(ns.begin(), ns.end(), [](char c) {
                            return std::isalnum(static_cast<unsigned char>(c)) != 0 || c == '.' || c == '_' || c == '-';
@@ -154,7 +161,7 @@ void NamespaceControl::ensureLoaded() {
     if (block_->loaded != 0) {
         return;
     }
-    const char* file = std::getenv("ORVA_SIM_SCENARIO");
+    const char* file = environmentValue("ORVA_SIM_SCENARIO");
     if (file != nullptr && *file != '\0') {
         const std::string text = readScenarioFile(file);
         loadLocked(parseScenario(text, file), text);

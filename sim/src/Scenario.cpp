@@ -5,6 +5,8 @@
 #include "SimError.h"
 #include "orva_sim.h"
 
+#include <nlohmann/json.hpp>
+
 #include <algorithm>
 #include <cctype>
 #include <fstream>
@@ -177,15 +179,16 @@ CameraSpec parseCamera(const Checker& check, const json& value, const std::strin
         camera.ports.push_back(port);
     }
 
-    camera.params = value.contains("params") ? value["params"] : json::object();
-    if (!camera.params.is_object()) {
+    const json params = value.contains("params") ? value["params"] : json::object();
+    if (!params.is_object()) {
         check.fail(path + ".params", "expected an object");
     }
-    if (camera.params.dump().size() >= layout::kCameraParamsBytes) {
+    camera.params = params.dump();
+    if (camera.params.size() >= layout::kCameraParamsBytes) {
         check.fail(path + ".params", "longer than " + std::to_string(layout::kCameraParamsBytes - 1) + " bytes");
     }
     try {
-        (void)model->create(camera.params);
+        (void)model->create(params);
     } catch (const std::exception& e) {
         check.fail(path + ".params", e.what());
     }

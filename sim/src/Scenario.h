@@ -5,8 +5,6 @@
 
 #include "Design.h"
 
-#include <nlohmann/json.hpp>
-
 #include <cstdint>
 #include <string>
 #include <string_view>
@@ -17,7 +15,7 @@ namespace orva::sim {
 struct CameraSpec {
     std::string model;
     std::vector<uint32_t> ports; // in link order
-    nlohmann::json params;       // an object
+    std::string params;          // a JSON object, as text
     bool plugged = true;
 };
 

@@ -47,7 +47,8 @@ void* mapShared(int fd, size_t size, const std::string& name) {
 } // namespace
 
 void throwSystemError(const std::string& what, int error) {
-    throw SimError(ORVA_SIM_ERR_SYSTEM, what + ": " + std::strerror(error));
+    char text[256] = {};
+    throw SimError(ORVA_SIM_ERR_SYSTEM, what + ": " + strerror_r(error, text, sizeof(text)));
 }
 
 SharedMemory::~SharedMemory() {

@@ -64,7 +64,7 @@ TEST_F(DataQueueTest, BytesSurviveWrappingRoundTheRing) {
     // Chunks of a size that doesn't divide the ring, so writes and reads
     // straddle its end many times.
     std::string chunk(1000, '\0');
-    for (uint32_t round = 0; round < 3 * layout::kQueueBytes / chunk.size(); ++round) {
+    for (uint64_t round = 0; round < uint64_t{3} * layout::kQueueBytes / chunk.size(); ++round) {
         std::iota(chunk.begin(), chunk.end(), static_cast<char>(round));
         ASSERT_TRUE(queue_->push(bytesOf(chunk), 0));
         std::string out = pop(0, 700);
@@ -84,12 +84,12 @@ TEST_F(DataQueueTest, DataThatDoesNotFitIsLostWhole) {
 
 TEST_F(DataQueueTest, StreamWithMoreArrivalTimesThanMarksStaysInOrder) {
     std::string expected;
-    for (uint64_t i = 0; i < 3 * layout::kMaxQueueMarks; ++i) {
+    for (uint64_t i = 0; i < uint64_t{3} * layout::kMaxQueueMarks; ++i) {
         const std::string piece = std::to_string(i) + ",";
         ASSERT_TRUE(queue_->push(bytesOf(piece), i));
         expected += piece;
     }
-    EXPECT_EQ(pop(3 * layout::kMaxQueueMarks), expected);
+    EXPECT_EQ(pop(uint64_t{3} * layout::kMaxQueueMarks), expected);
 }
 
 TEST_F(DataQueueTest, PacketQueueReturnsOneRecordPerRead) {

@@ -156,7 +156,7 @@ TEST_F(Scenarios, FileIsLoadedAndAMissingOneNamed) {
 }
 
 TEST_F(Scenarios, InvalidNamespaceIsRefused) {
-    setenv("ORVA_SIM_NAMESPACE", "a/b", 1);
+    setEnvironment("ORVA_SIM_NAMESPACE", "a/b");
     EXPECT_EQ(orva_sim_reset(), ORVA_SIM_ERR_INVALID_ARGUMENT);
     EXPECT_THAT(std::string(orva_sim_last_error()), HasSubstr("ORVA_SIM_NAMESPACE"));
     OHalDevice* device = nullptr;

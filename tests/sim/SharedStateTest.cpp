@@ -44,13 +44,13 @@ TEST_F(SharedState, NamespacesKeepTheirBoardsApart) {
     writeRegister(first, "Scratch", 111);
 
     const std::string other = uniqueNamespace("b");
-    setenv("ORVA_SIM_NAMESPACE", other.c_str(), 1);
+    setEnvironment("ORVA_SIM_NAMESPACE", other);
     OHalDevice* second = open(0);
     writeRegister(second, "Scratch", 222);
     EXPECT_EQ(readRegister(second, "Scratch"), 222u);
     EXPECT_EQ(orva_sim_destroy(), ORVA_SIM_OK);
 
-    setenv("ORVA_SIM_NAMESPACE", ns.c_str(), 1);
+    setEnvironment("ORVA_SIM_NAMESPACE", ns);
     EXPECT_EQ(readRegister(first, "Scratch"), 111u);
 }
 
@@ -96,7 +96,7 @@ TEST_F(SharedState, ScenarioFileOfTheEnvironmentIsLoadedOnFirstOpen) {
         std::ofstream file(path);
         file << R"({"boards":[{"index":2,"type":2648,"serial":77,"design":"cameralink","ports":1}]})";
     }
-    setenv("ORVA_SIM_SCENARIO", path.c_str(), 1);
+    setEnvironment("ORVA_SIM_SCENARIO", path);
     OHalDevice* device = open(2);
     EXPECT_EQ(hal.OHalGetBoardInfoInt(device, "board/serial"), 77);
     EXPECT_EQ(hal.OHalGetBoardInfoInt(device, "board/type"), 0xA58);
@@ -106,7 +106,7 @@ TEST_F(SharedState, ScenarioFileOfTheEnvironmentIsLoadedOnFirstOpen) {
 }
 
 TEST_F(SharedState, BrokenScenarioFileKeepsBoardsClosedAndSaysWhy) {
-    setenv("ORVA_SIM_SCENARIO", "/nonexistent/scenario.json", 1);
+    setEnvironment("ORVA_SIM_SCENARIO", "/nonexistent/scenario.json");
     OHalDevice* device = nullptr;
     EXPECT_EQ(hal.OHalInitDevice(0, &device), ORVA_SIM_ERR_SCENARIO);
     EXPECT_EQ(device, nullptr);
@@ -122,7 +122,7 @@ TEST_F(SharedState, ProcessesOpeningAFreshNamespaceAtOnceShareOneBoard) {
         std::ofstream file(path);
         file << R"({"boards":[{"index":0,"type":"0xA64","serial":1,"design":"diagnostic","ports":1}]})";
     }
-    setenv("ORVA_SIM_SCENARIO", path.c_str(), 1);
+    setEnvironment("ORVA_SIM_SCENARIO", path);
     DsgDesign* design = nullptr;
     ASSERT_EQ(hal.DsgLoadDsgFileWithType(&design, "diagnostic", 0), ORVA_SIM_OK);
     const int32_t fifo = hal.DsgGetRegisterByName(design, "EventFifo");

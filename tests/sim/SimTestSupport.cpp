@@ -16,7 +16,7 @@ void* openLibrary(const std::string& name) {
     const std::string path = buildDirectory() + "/lib/lib" + name + ".so";
     void* handle = dlopen(path.c_str(), RTLD_NOW | RTLD_LOCAL);
     if (handle == nullptr) {
-        throw std::runtime_error("can't load " + path + ": " + dlerror());
+        throw std::runtime_error("can't load " + path + ": " + dlerror()); // NOLINT(concurrency-mt-unsafe)
     }
     return handle;
 }
@@ -73,8 +73,16 @@ BoardLibraries loadLibraries() {
 
 } // namespace
 
+void setEnvironment(const char* name, const std::string& value) {
+    setenv(name, value.c_str(), 1); // NOLINT(concurrency-mt-unsafe)
+}
+
+void clearEnvironment(const char* name) {
+    unsetenv(name); // NOLINT(concurrency-mt-unsafe)
+}
+
 std::string buildDirectory() {
-    const char* dir = std::getenv("TGX_TEST_BUILD_DIR");
+    const char* dir = std::getenv("TGX_TEST_BUILD_DIR"); // NOLINT(concurrency-mt-unsafe)
     if (dir == nullptr || *dir == '\0') {
         throw std::runtime_error("TGX_TEST_BUILD_DIR is not set; run the tests through ctest");
     }
@@ -100,15 +108,15 @@ std::string uniqueNamespace(const std::string& tag) {
 
 void SimTest::SetUp() {
     ns = uniqueNamespace();
-    setenv("ORVA_SIM_NAMESPACE", ns.c_str(), 1);
-    unsetenv("ORVA_SIM_SCENARIO");
+    setEnvironment("ORVA_SIM_NAMESPACE", ns);
+    clearEnvironment("ORVA_SIM_SCENARIO");
 }
 
 void SimTest::TearDown() {
     for (OHalDevice* device : devices_) {
         hal.OHalFreeDevice(device);
     }
-    setenv("ORVA_SIM_NAMESPACE", ns.c_str(), 1);
+    setEnvironment("ORVA_SIM_NAMESPACE", ns);
     EXPECT_EQ(orva_sim_destroy(), ORVA_SIM_OK) << orva_sim_last_error();
 }
 

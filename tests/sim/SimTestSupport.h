@@ -85,6 +85,11 @@ private:
     std::vector<OHalDevice*> devices_;
 };
 
+// The tests change the environment only from their main thread, while no
+// other thread of theirs runs.
+void setEnvironment(const char* name, const std::string& value);
+void clearEnvironment(const char* name);
+
 // A unique namespace name for the running test.
 std::string uniqueNamespace(const std::string& tag = "");
 

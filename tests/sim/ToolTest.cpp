@@ -37,7 +37,7 @@ protected:
         return result;
     }
     std::string writeFile(const std::string& text) {
-        const std::string path = ::testing::TempDir() + ns + ".json";
+        std::string path = ::testing::TempDir() + ns + ".json";
         std::ofstream(path) << text;
         files_.push_back(path);
         return path;

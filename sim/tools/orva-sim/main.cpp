@@ -84,9 +84,7 @@ int listPorts(uint32_t board) {
     return 0;
 }
 
-} // namespace
-
-int main(int argc, char** argv) {
+int run(int argc, char** argv) {
     CLI::App app{"Sets up and steers the simulated frame grabber boards."};
     app.require_subcommand(1);
     std::string ns;
@@ -127,7 +125,8 @@ int main(int argc, char** argv) {
     CLI11_PARSE(app, argc, argv);
 
     if (!ns.empty()) {
-        setenv("ORVA_SIM_NAMESPACE", ns.c_str(), 1);
+        // Still the only thread: nothing reads the environment meanwhile.
+        setenv("ORVA_SIM_NAMESPACE", ns.c_str(), 1); // NOLINT(concurrency-mt-unsafe)
     }
     if (*load) {
         return report(orva_sim_load_file(file.c_str()));
@@ -155,6 +154,19 @@ int main(int argc, char** argv) {
     }
     if (*fault) {
         return report(orva_sim_inject_fault(board, port, faultName.c_str(), faultCount));
+    }
+    return 1;
+}
+
+} // namespace
+
+int main(int argc, char** argv) {
+    try {
+        return run(argc, argv);
+    } catch (const std::exception& e) {
+        std::fprintf(stderr, "orva-sim: %s\n", e.what());
+    } catch (...) {
+        std::fprintf(stderr, "orva-sim: unexpected failure\n");
     }
     return 1;
 }

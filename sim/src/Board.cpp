@@ -28,6 +28,9 @@ using layout::ObjectState;
 constexpr uint64_t kIdentityPortMap = 0x7654321076543210ull;
 constexpr uint32_t kFirmwareBytes = 16u * 1024u * 1024u;
 constexpr uint32_t kFirmwareHeaderBytes = 256;
+// A reader looks at its queue at least this often, even if a wake-up got
+// lost (a process that died inside the condition's bookkeeping).
+constexpr uint64_t kMaxWaitSliceNs = 100 * kNsPerMs;
 constexpr std::array<uint32_t, 8> kSerialBaudRates{9600, 19200, 38400, 57600, 115200, 230400, 460800, 921600};
 
 std::string boardText(const layout::BoardBlock& block) {
@@ -466,7 +469,8 @@ uint32_t Board::readQueue(uint32_t queue, std::span<uint8_t> buffer, uint32_t ti
             if (now >= deadline) {
                 return 0;
             }
-            access.lock().waitUntil(std::min(deadline, q.nextReadyNs(now).value_or(deadline)));
+            const uint64_t wake = std::min({deadline, q.nextReadyNs(now).value_or(deadline), now + kMaxWaitSliceNs});
+            access.lock().waitUntil(wake);
         }
     });
 }

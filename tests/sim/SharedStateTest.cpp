@@ -4,7 +4,10 @@
 
 #include "SimTestSupport.h"
 
+#include <gmock/gmock.h>
+
 #include <cstdio>
+#include <filesystem>
 #include <fstream>
 
 namespace orva::simtest {
@@ -80,6 +83,26 @@ TEST_F(SharedState, DestroyedNamespaceFailsOpenHandlesAndComesBackOnNextOpen) {
     uint64_t value = 0;
     EXPECT_EQ(hal.OHalRegisterRead(device, 1, &value), ORVA_SIM_ERR_STATE);
     EXPECT_EQ(readRegister(open(0), "Scratch"), 0u) << "a new namespace starts from the scenario";
+}
+
+TEST_F(SharedState, DestroyLeavesNoObjectOfTheNamespaceBehind) {
+    const auto objectsOfNamespace = [&] {
+        std::vector<std::string> names;
+        for (const auto& entry : std::filesystem::directory_iterator("/dev/shm")) {
+            const std::string name = entry.path().filename().string();
+            if (name.find("orva-sim." + ns + ".") == 0) {
+                names.push_back(name);
+            }
+        }
+        return names;
+    };
+    open(0);
+    // Boards of an earlier scenario count too.
+    load(R"({"boards":[{"index":9,"type":1,"serial":1,"design":"gige","ports":1}]})");
+    load(R"({"boards":[{"index":8,"type":1,"serial":1,"design":"gige","ports":1}]})");
+    EXPECT_EQ(objectsOfNamespace().size(), 2u) << "the control object and board 8";
+    ASSERT_EQ(orva_sim_destroy(), ORVA_SIM_OK);
+    EXPECT_THAT(objectsOfNamespace(), ::testing::IsEmpty());
 }
 
 TEST_F(SharedState, ScenarioWithoutABoardDropsItsOpenHandles) {

@@ -4,14 +4,8 @@
 #include <sstream>
 
 #include "include/tgx_genicam.h"
-#include "runtime/board/OrvaBoardApi.h"
 #include "tools/tgx/Commands.h"
-
-extern "C" {
-Gb_Struct_s* Gb_InitEx(uint32_t boardIndex, const char* design, int32_t flags);
-int32_t Gb_FreeGrabber(Gb_Struct_s* grabber);
-int64_t OHalGetBoardInfoInt(OHalDevice* device, const char* key);
-}
+#include "tools/tgx/GrabberLibrary.h"
 
 namespace tgx {
 

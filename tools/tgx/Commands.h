@@ -1,5 +1,6 @@
 // Subcommands of the tgx tool. Each registers itself on the app and runs
-// when chosen; results go to standard output, as text or as JSON.
+// when chosen; results go to standard output, as text or as JSON, and
+// progress and errors to standard error.
 #pragma once
 
 #include <CLI/CLI.hpp>
@@ -10,8 +11,13 @@ struct GlobalOptions {
     bool json = false;
 };
 
-// `tgx boards`: every board of the system with its identity and whether this
-// library can drive it.
+// `tgx boards`: every board with its identity and whether this library drives it.
 void AddBoardsCommand(CLI::App& app, const GlobalOptions& options, int& exitCode);
+// `tgx scan` and `tgx info`: discovery and the cameras found.
+void AddCameraCommands(CLI::App& app, const GlobalOptions& options, int& exitCode);
+// `tgx watch`: link events as they come.
+void AddWatchCommand(CLI::App& app, const GlobalOptions& options, int& exitCode);
+// `tgx power on|off|cycle`.
+void AddPowerCommand(CLI::App& app, const GlobalOptions& options, int& exitCode);
 
 } // namespace tgx

@@ -1,12 +1,18 @@
 #include "tools/tgx/Commands.h"
 
 int main(int argc, char** argv) {
-    CLI::App app{"tgx: cameras behind a frame grabber board"};
+    CLI::App app{"tgx: the cameras behind a frame grabber board"};
     app.require_subcommand(1);
     tgx::GlobalOptions options;
     app.add_flag("--json", options.json, "Print the result as JSON");
+    // --json may stand after the subcommand as well: subcommands made from
+    // here on pass what they don't know to the app.
+    app.fallthrough();
     int exitCode = 0;
     tgx::AddBoardsCommand(app, options, exitCode);
+    tgx::AddCameraCommands(app, options, exitCode);
+    tgx::AddWatchCommand(app, options, exitCode);
+    tgx::AddPowerCommand(app, options, exitCode);
     CLI11_PARSE(app, argc, argv);
     return exitCode;
 }

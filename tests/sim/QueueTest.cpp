@@ -7,6 +7,8 @@
 #include <array>
 #include <cstring>
 #include <string>
+#include <thread>
+#include <vector>
 
 namespace orva::simtest {
 namespace {
@@ -276,6 +278,43 @@ TEST_F(Queues, ReadIsWokenByAnAnswerCausedInAnotherProcess) {
     go.send();
     EXPECT_EQ(receive(0, 10000), "from child");
     EXPECT_EQ(waitChild(child), 0);
+}
+
+TEST_F(Queues, ThreadsSharingOneHandleKeepEveryMessageWhole) {
+    power(0, true);
+    constexpr int kThreads = 4;
+    constexpr int kMessages = 100;
+    std::vector<std::thread> senders;
+    senders.reserve(kThreads);
+    for (int t = 0; t < kThreads; ++t) {
+        senders.emplace_back([this, t] {
+            const std::string message(8, static_cast<char>('a' + t));
+            for (int i = 0; i < kMessages; ++i) {
+                EXPECT_EQ(send(0, message), 8);
+            }
+        });
+    }
+    std::string received;
+    while (received.size() < size_t{kThreads} * kMessages * 8) {
+        const std::string chunk = receive(0, 10000, 1000);
+        if (chunk.empty()) {
+            break;
+        }
+        received += chunk;
+    }
+    for (auto& sender : senders) {
+        sender.join();
+    }
+    ASSERT_EQ(received.size(), size_t{kThreads} * kMessages * 8);
+    std::array<int, kThreads> counts{};
+    for (size_t at = 0; at < received.size(); at += 8) {
+        const std::string message = received.substr(at, 8);
+        ASSERT_EQ(message, std::string(8, message[0])) << "message at " << at << " is interleaved";
+        ++counts[static_cast<size_t>(message[0] - 'a')];
+    }
+    for (int count : counts) {
+        EXPECT_EQ(count, kMessages);
+    }
 }
 
 TEST_F(Queues, QueueLockBelongsToOneProcessAtATime) {

@@ -30,6 +30,9 @@ protected:
 };
 
 TEST_F(SharedLockTest, LockLeftByADeadProcessIsTakenOverAndStaysUsable) {
+#if defined(__SANITIZE_THREAD__)
+    GTEST_SKIP() << "the thread sanitizer takes a lock that returns EOWNERDEAD from a timed lock as not taken";
+#endif
     const int code = simtest::runInChild([&] {
         new SharedLock(*sync_); // held when the process ends
         return 0;

@@ -278,6 +278,7 @@ TEST_F(Queues, ReadIsWokenByAnAnswerCausedInAnotherProcess) {
     go.send();
     EXPECT_EQ(receive(0, 10000), "from child");
     EXPECT_EQ(waitChild(child), 0);
+    EXPECT_EQ(echoCounters(0, 0)[0], 1u) << "the camera's memory is the same in every process";
 }
 
 TEST_F(Queues, ThreadsSharingOneHandleKeepEveryMessageWhole) {

@@ -305,29 +305,29 @@ void Board::enter(BoardAccess& access) {
     generation_ = block_->generation;
 }
 
-void Board::load(const BoardSpec& spec) {
+void Board::load(const BoardSetup& setup) {
     SharedLock lock(block_->sync);
     BoardAccess access(*this, lock);
     layout::BoardBlock& b = *block_;
-    const DesignDef& design = *spec.design.base;
+    const DesignDef& design = *setup.design.base;
 
     ++b.generation;
-    b.serial = spec.serial;
+    b.serial = setup.serial;
     b.portMap = kIdentityPortMap;
-    b.index = spec.index;
-    b.type = spec.type;
-    b.portCount = spec.ports;
+    b.index = setup.index;
+    b.type = setup.type;
+    b.portCount = setup.ports;
     b.cameraControl = design.cameraControl ? 1 : 0;
     b.serialPorts = design.serialPorts ? 1 : 0;
-    copyName(b.design, spec.design.name);
+    copyName(b.design, setup.design.name);
     copyName(b.baseDesign, design.name);
-    index_ = spec.index;
+    index_ = setup.index;
 
     std::memset(b.registers, 0, sizeof(b.registers));
     b.registerCount = static_cast<uint32_t>(design.registers.size());
     for (uint32_t i = 0; i < b.registerCount; ++i) {
         const RegisterDef& def = design.registers[i];
-        const auto& without = spec.design.without;
+        const auto& without = setup.design.without;
         if (std::find(without.begin(), without.end(), def.name) != without.end()) {
             continue;
         }
@@ -354,36 +354,36 @@ void Board::load(const BoardSpec& spec) {
     std::memset(b.ports, 0, sizeof(b.ports));
     for (uint32_t p = 0; p < layout::kMaxPorts; ++p) {
         b.ports[p].camera = -1;
-        b.ports[p].power = p < spec.ports && spec.portPowerOn ? ORVA_SIM_POWER_ON : ORVA_SIM_POWER_OFF;
+        b.ports[p].power = p < setup.ports && setup.portPowerOn ? ORVA_SIM_POWER_ON : ORVA_SIM_POWER_OFF;
     }
 
     for (auto& camera : b.cameras) {
         camera.present = 0;
     }
-    for (uint32_t c = 0; c < spec.cameras.size(); ++c) {
-        const CameraSpec& cameraSpec = spec.cameras[c];
+    for (uint32_t c = 0; c < setup.cameras.size(); ++c) {
+        const CameraSetup& cameraSetup = setup.cameras[c];
         layout::CameraSlot& slot = b.cameras[c];
         slot.present = 1;
-        slot.linkCount = static_cast<uint32_t>(cameraSpec.ports.size());
+        slot.linkCount = static_cast<uint32_t>(cameraSetup.ports.size());
         std::memset(slot.ports, 0, sizeof(slot.ports));
-        copyName(slot.model, cameraSpec.model);
-        const std::string& params = cameraSpec.params;
+        copyName(slot.model, cameraSetup.model);
+        const std::string& params = cameraSetup.params;
         std::memset(slot.params, 0, sizeof(slot.params));
         std::memcpy(slot.params, params.data(), std::min(params.size(), sizeof(slot.params) - 1));
         std::memset(slot.memory, 0, sizeof(slot.memory));
         for (uint32_t link = 0; link < slot.linkCount; ++link) {
-            const uint32_t port = cameraSpec.ports[link];
+            const uint32_t port = cameraSetup.ports[link];
             slot.ports[link] = port;
             b.ports[port].camera = static_cast<int32_t>(c);
             b.ports[port].link = link;
-            b.ports[port].plugged = cameraSpec.plugged ? 1 : 0;
+            b.ports[port].plugged = cameraSetup.plugged ? 1 : 0;
         }
     }
 
     for (auto& queue : b.queues) {
         queue.present = 0;
     }
-    for (uint32_t p = 0; p < spec.ports; ++p) {
+    for (uint32_t p = 0; p < setup.ports; ++p) {
         for (const QueueDef& def : design.queues) {
             const uint32_t number = design.queueBase + p * design.queueStride + def.offset;
             DataQueue(b.queues[number]).reset(p, def.channel, def.direction, def.packet);
@@ -391,7 +391,7 @@ void Board::load(const BoardSpec& spec) {
     }
 
     enter(access);
-    for (uint32_t c = 0; c < spec.cameras.size(); ++c) {
+    for (uint32_t c = 0; c < setup.cameras.size(); ++c) {
         DeviceContext ctx(access, c);
         devices_[c]->onLoad(ctx);
     }

@@ -17,7 +17,7 @@ namespace orva::sim {
 
 class Board;
 class Device;
-struct BoardSpec;
+struct BoardSetup;
 
 // A board with its lock held: what register behaviours and camera models
 // work on. Lives for one operation.
@@ -84,8 +84,8 @@ public:
         return f(access);
     }
 
-    // Scenario load: the board starts anew as `spec` says.
-    void load(const BoardSpec& spec);
+    // Scenario load: the board starts anew as `setup` says.
+    void load(const BoardSetup& setup);
     // Marks the board gone: handles of all processes fail from now on.
     void markRemoved();
 

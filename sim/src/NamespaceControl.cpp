@@ -9,6 +9,7 @@
 
 #include <algorithm>
 #include <atomic>
+#include <cctype>
 #include <cstdlib>
 #include <cstring>
 #include <thread>
@@ -137,7 +138,9 @@ std::unique_ptr<NamespaceControl> NamespaceControl::open(const std::string& ns) 
             if (checkObject(*memory, layout::kControlMagic) == ObjectState::Live) {
                 return std::unique_ptr<NamespaceControl>(new NamespaceControl(ns, std::move(memory)));
             }
-            continue; // destroyed while we looked; it is unlinked next
+            // Destroyed while we looked: its destroyer unlinks it in a moment.
+            std::this_thread::sleep_for(std::chrono::milliseconds(1));
+            continue;
         }
         if (auto memory = SharedMemory::create(name, sizeof(layout::ControlBlock))) {
             auto& block = *static_cast<layout::ControlBlock*>(memory->data());
@@ -222,11 +225,11 @@ void NamespaceControl::loadLocked(const Scenario& scenario, std::string_view tex
                                                   std::to_string(layout::kMaxScenarioBytes - 1) + " are kept");
     }
     uint64_t present = 0;
-    for (const BoardSpec& spec : scenario.boards) {
-        auto memory = createBoardObject(boardObjectName(ns_, spec.index));
-        block_->createdBoards |= uint64_t{1} << spec.index;
-        Board::adopt(std::move(memory))->load(spec);
-        present |= uint64_t{1} << spec.index;
+    for (const BoardSetup& setup : scenario.boards) {
+        auto memory = createBoardObject(boardObjectName(ns_, setup.index));
+        block_->createdBoards |= uint64_t{1} << setup.index;
+        Board::adopt(std::move(memory))->load(setup);
+        present |= uint64_t{1} << setup.index;
     }
     for (uint32_t i = 0; i < layout::kMaxBoards; ++i) {
         const uint64_t bit = uint64_t{1} << i;

@@ -100,8 +100,8 @@ uint32_t parseType(const Checker& check, const json& value, const std::string& p
     return static_cast<uint32_t>(check.unsignedValue(value, path, UINT32_MAX));
 }
 
-DesignSpec parseDesign(const Checker& check, const json& value, const std::string& path) {
-    DesignSpec design;
+DesignChoice parseDesign(const Checker& check, const json& value, const std::string& path) {
+    DesignChoice design;
     const auto lookup = [&](const json& name, const std::string& at) {
         const auto text = check.text(name, at, kMaxName);
         const DesignDef* found = findDesign(text);
@@ -144,13 +144,13 @@ DesignSpec parseDesign(const Checker& check, const json& value, const std::strin
     return design;
 }
 
-CameraSpec parseCamera(const Checker& check, const json& value, const std::string& path, const BoardSpec& board,
-                       std::map<uint32_t, std::string>& cabled) {
+CameraSetup parseCamera(const Checker& check, const json& value, const std::string& path, const BoardSetup& board,
+                        std::map<uint32_t, std::string>& cabled) {
     if (!value.is_object()) {
         check.fail(path, "expected an object");
     }
     check.onlyKeys(value, path, {"model", "ports", "params", "plugged"});
-    CameraSpec camera;
+    CameraSetup camera;
     camera.model = check.text(check.required(value, path, "model"), path + ".model", kMaxName);
     const DeviceModel* model = findDeviceModel(camera.model);
     if (model == nullptr) {
@@ -201,12 +201,12 @@ CameraSpec parseCamera(const Checker& check, const json& value, const std::strin
     return camera;
 }
 
-BoardSpec parseBoard(const Checker& check, const json& value, const std::string& path) {
+BoardSetup parseBoard(const Checker& check, const json& value, const std::string& path) {
     if (!value.is_object()) {
         check.fail(path, "expected an object");
     }
     check.onlyKeys(value, path, {"index", "type", "serial", "design", "ports", "portPower", "cameras"});
-    BoardSpec board;
+    BoardSetup board;
     board.index = static_cast<uint32_t>(
         check.unsignedValue(check.required(value, path, "index"), path + ".index", layout::kMaxBoards - 1));
     board.type = parseType(check, check.required(value, path, "type"), path + ".type");
@@ -266,7 +266,7 @@ Scenario parseScenario(std::string_view text, std::string_view source) {
     std::map<uint32_t, size_t> seen;
     for (size_t i = 0; i < boards.size(); ++i) {
         const std::string path = "boards[" + std::to_string(i) + "]";
-        BoardSpec board = parseBoard(check, boards[i], path);
+        BoardSetup board = parseBoard(check, boards[i], path);
         auto [it, fresh] = seen.emplace(board.index, i);
         if (!fresh) {
             check.fail(path + ".index", "board index " + std::to_string(board.index) +
@@ -275,7 +275,7 @@ Scenario parseScenario(std::string_view text, std::string_view source) {
         scenario.boards.push_back(std::move(board));
     }
     std::sort(scenario.boards.begin(), scenario.boards.end(),
-              [](const BoardSpec& a, const BoardSpec& b) { return a.index < b.index; });
+              [](const BoardSetup& a, const BoardSetup& b) { return a.index < b.index; });
     return scenario;
 }
 

@@ -12,31 +12,31 @@
 
 namespace orva::sim {
 
-struct CameraSpec {
+struct CameraSetup {
     std::string model;
     std::vector<uint32_t> ports; // in link order
     std::string params;          // a JSON object, as text
     bool plugged = true;
 };
 
-struct DesignSpec {
+struct DesignChoice {
     const DesignDef* base = nullptr;
     std::string name;                 // shown as the board's design
     std::vector<std::string> without; // registers of `base` the board lacks
 };
 
-struct BoardSpec {
+struct BoardSetup {
     uint32_t index = 0;
     uint32_t type = 0;
     uint64_t serial = 0;
     uint32_t ports = 0;
-    DesignSpec design;
+    DesignChoice design;
     bool portPowerOn = false;
-    std::vector<CameraSpec> cameras;
+    std::vector<CameraSetup> cameras;
 };
 
 struct Scenario {
-    std::vector<BoardSpec> boards; // in order of index
+    std::vector<BoardSetup> boards; // in order of index
 };
 
 // Parses and checks a scenario. Throws SimError(ORVA_SIM_ERR_SCENARIO) with

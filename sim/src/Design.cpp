@@ -1,5 +1,8 @@
 #include "Design.h"
 
+#include "SharedLayout.h"
+
+#include <algorithm>
 #include <array>
 
 namespace orva::sim {
@@ -73,6 +76,19 @@ constexpr std::array kDesigns{
     DesignDef{"gige", "GigE Vision", 8, false, false, 0, 2, kGigEQueues, kGigERegisters},
     DesignDef{"diagnostic", "diagnostic", 8, true, true, 0, 4, kDiagnosticQueues, kDiagnosticRegisters},
 };
+
+// Every design must fit the board's shared layout, and the queues of one port
+// must not run into those of the next.
+constexpr bool fitsLayout(const DesignDef& d) {
+    if (d.registers.size() > layout::kMaxRegisters || d.maxPorts > layout::kMaxPorts) {
+        return false;
+    }
+    return std::all_of(d.queues.begin(), d.queues.end(), [&](const QueueDef& q) {
+        return q.offset < d.queueStride &&
+               d.queueBase + (d.maxPorts - 1) * d.queueStride + q.offset < layout::kMaxQueues;
+    });
+}
+static_assert(std::all_of(kDesigns.begin(), kDesigns.end(), fitsLayout));
 
 } // namespace
 

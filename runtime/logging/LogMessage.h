@@ -29,7 +29,7 @@ inline void AppendLinePrefix(std::ostream& out, uint32_t level, const char* file
         if (orvaLogger_ != nullptr && orvaLogger_->IsEnabled(level)) {                                                 \
             std::ostringstream orvaLine_;                                                                              \
             ::orva::tools::logging::AppendLinePrefix(orvaLine_, (level), __FILE__, __LINE__);                          \
-            orvaLine_ << expr;                                                                                         \
+            orvaLine_ << expr; /* NOLINT(bugprone-macro-parentheses): a stream chain */                                \
             orvaLogger_->Log((level), orvaLine_.str());                                                                \
         }                                                                                                              \
     } while (0)

@@ -1,6 +1,9 @@
+#include <exception>
+#include <iostream>
+
 #include "tools/tgx/Commands.h"
 
-int main(int argc, char** argv) {
+int main(int argc, char** argv) try {
     CLI::App app{"tgx: the cameras behind a frame grabber board"};
     app.require_subcommand(1);
     tgx::GlobalOptions options;
@@ -15,4 +18,7 @@ int main(int argc, char** argv) {
     tgx::AddPowerCommand(app, options, exitCode);
     CLI11_PARSE(app, argc, argv);
     return exitCode;
+} catch (const std::exception& e) {
+    std::cerr << "tgx: " << e.what() << '\n';
+    return 3;
 }

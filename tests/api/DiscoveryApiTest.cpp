@@ -130,8 +130,8 @@ TEST_F(DiscoveryApi, EventsReachTheRegisteredFunction) {
     ASSERT_EQ(Tgx_RegisterEventCallback(board, &OnEvent, &received), TGX_OK);
     fake->Report(orva::core::LinkEventKind::Lost, 0x8);
     ASSERT_EQ(received.records.size(), 1U);
-    EXPECT_EQ(received.records[0].id, TGX_EVENT_LINK_DOWN);
-    EXPECT_EQ(received.records[0].portMask, 0x8U);
+    EXPECT_EQ(uint16_t{received.records[0].id}, TGX_EVENT_LINK_DOWN);
+    EXPECT_EQ(uint32_t{received.records[0].portMask}, 0x8U);
 
     EXPECT_EQ(Tgx_registerCameraEventCallback(nullptr, &OnEvent, nullptr), TGX_ERR_NOT_IMPLEMENTED);
     EXPECT_EQ(Tgx_registerBoardEventCallback(board, &OnEvent, nullptr), TGX_ERR_NOT_IMPLEMENTED);

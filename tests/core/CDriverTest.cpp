@@ -130,7 +130,8 @@ int32_t RecordEvent(TgxBoardHandle* board, uint32_t reserved, const TgxEventReco
         log->throwNext = false;
         throw std::runtime_error("application failure");
     }
-    log->records.emplace_back(record->id, record->portMask);
+    // Copies: the record is packed, its fields can't be bound to references.
+    log->records.emplace_back(uint16_t{record->id}, uint32_t{record->portMask});
     return static_cast<int32_t>(reserved);
 }
 

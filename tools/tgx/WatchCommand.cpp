@@ -37,20 +37,16 @@ std::string Hex(uint32_t value) {
 
 int32_t PrintEvent(TgxBoardHandle*, uint32_t, const TgxEventRecord* record, void* context) {
     const auto* o = static_cast<const WatchOptions*>(context);
-    const char* what = record->id == TGX_EVENT_LINK_UP     ? "link-up"
-                       : record->id == TGX_EVENT_LINK_DOWN ? "link-down"
-                                                           : "unknown";
+    // Copies: the record is packed.
+    const uint16_t id = record->id;
+    const uint32_t portMask = record->portMask;
+    const char* what = id == TGX_EVENT_LINK_UP ? "link-up" : id == TGX_EVENT_LINK_DOWN ? "link-down" : "unknown";
     std::lock_guard<std::mutex> lock(gOutputMutex);
     if (o->json) {
-        std::cout << nlohmann::json{{"board", o->board},
-                                    {"event", record->id},
-                                    {"kind", what},
-                                    {"portMask", record->portMask}}
-                         .dump()
+        std::cout << nlohmann::json{{"board", o->board}, {"event", id}, {"kind", what}, {"portMask", portMask}}.dump()
                   << std::endl;
     } else {
-        std::cout << "board " << o->board << ": " << what << " (" << record->id << ") ports " << Hex(record->portMask)
-                  << std::endl;
+        std::cout << "board " << o->board << ": " << what << " (" << id << ") ports " << Hex(portMask) << std::endl;
     }
     return 0;
 }

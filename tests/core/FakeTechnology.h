@@ -2,6 +2,7 @@
 // test, and a controller that records what the core asked of it.
 #pragma once
 
+#include <array>
 #include <cstring>
 #include <memory>
 #include <vector>
@@ -14,7 +15,11 @@ namespace orva::test {
 
 class FakePort : public core::IPortInterface {
 public:
-    explicit FakePort(uint32_t number) : number_(number) {}
+    explicit FakePort(uint32_t number) : number_(number) {
+        for (std::size_t i = 0; i < memory_.size(); ++i) {
+            memory_[i] = static_cast<uint8_t>(i);
+        }
+    }
 
     // What the next discovery finds on this port.
     void SetCamera(uint32_t linkIndex, uint32_t cameraId, uint32_t linkNumber) {
@@ -48,11 +53,25 @@ public:
     void SetUserIdOnCamera(std::string id) { userIdOnCamera_ = std::move(id); }
     void UpdateCameraInfo() override { info_.SetUserId(userIdOnCamera_); }
     int32_t GetXmlInfo(std::string&, uint32_t) override { return TGX_ERR_NOT_IMPLEMENTED; }
-    int32_t ReadMem(uint32_t address, void* buffer, uint32_t length, uint32_t) override {
-        std::memset(buffer, static_cast<int>(address & 0xFF), length);
+    // A small address space; every byte starts as the low byte of its address.
+    int32_t ReadMem(uint32_t address, void* buffer, uint32_t length, uint32_t timeoutMs) override {
+        lastTimeoutMs = timeoutMs;
+        if (static_cast<uint64_t>(address) + length > memory_.size()) {
+            return TGX_ERR_CXP_INVALID_ADDRESS;
+        }
+        std::memcpy(buffer, memory_.data() + address, length);
         return TGX_OK;
     }
-    int32_t WriteMem(uint32_t, const void*, uint32_t, uint32_t) override { return TGX_OK; }
+    int32_t WriteMem(uint32_t address, const void* buffer, uint32_t length, uint32_t timeoutMs) override {
+        lastTimeoutMs = timeoutMs;
+        if (static_cast<uint64_t>(address) + length > memory_.size()) {
+            return TGX_ERR_CXP_INVALID_ADDRESS;
+        }
+        std::memcpy(memory_.data() + address, buffer, length);
+        return TGX_OK;
+    }
+    uint8_t* memory() { return memory_.data(); }
+    uint32_t lastTimeoutMs = 0;
 
 private:
     uint32_t number_;
@@ -62,6 +81,7 @@ private:
     bool connected_ = false;
     core::CCameraInfo info_;
     std::string userIdOnCamera_;
+    std::array<uint8_t, 4096> memory_{};
 };
 
 class FakeController : public core::IControllerInterface {

@@ -17,6 +17,8 @@ void AddBoardsCommand(CLI::App& app, const GlobalOptions& options, int& exitCode
 void AddCameraCommands(CLI::App& app, const GlobalOptions& options, int& exitCode);
 // `tgx watch`: link events as they come.
 void AddWatchCommand(CLI::App& app, const GlobalOptions& options, int& exitCode);
+// `tgx reg read|write`, `tgx mem read|write`, `tgx props`.
+void AddRegisterCommands(CLI::App& app, const GlobalOptions& options, int& exitCode);
 // `tgx power on|off|cycle`.
 void AddPowerCommand(CLI::App& app, const GlobalOptions& options, int& exitCode);
 

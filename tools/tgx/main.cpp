@@ -16,6 +16,7 @@ int main(int argc, char** argv) try {
     tgx::AddCameraCommands(app, options, exitCode);
     tgx::AddWatchCommand(app, options, exitCode);
     tgx::AddPowerCommand(app, options, exitCode);
+    tgx::AddRegisterCommands(app, options, exitCode);
     CLI11_PARSE(app, argc, argv);
     return exitCode;
 } catch (const std::exception& e) {

@@ -1,0 +1,238 @@
+// The checks of a description at load: cut-off texts, links to nothing and
+// loops of links are refused with a text that says why, without a crash;
+// links that only select or invalidate may point back. Aravis's log lines
+// reach our logging. And the descriptions of real cameras load, and a walk
+// of their features reads every readable one over a blank camera.
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <set>
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include "MemoryPort.h"
+#include "TestCamera.h"
+#include "core/genapi/NodeMap.h"
+#include "runtime/templates/LibraryInitController.h"
+
+namespace orva::test {
+namespace {
+
+using namespace core::genapi;
+
+// The text of the refusal; empty if the description loaded.
+std::string Refusal(const std::string& xml) {
+    try {
+        (void)NodeMap::FromXml(xml);
+    } catch (const DescriptionError& e) {
+        return e.what();
+    }
+    return {};
+}
+
+bool Contains(const std::string& text, const std::string& part) {
+    return text.find(part) != std::string::npos;
+}
+
+TEST(DescriptionCheck, ACutOffDescriptionIsRefusedWherevertheCutFalls) {
+    const std::string xml = TestCameraXml();
+    const std::vector<std::size_t> cuts = {
+        xml.find("<Integer Name=\"Width\">") + 10, // inside a tag
+        xml.find("<Integer Name=\"Height\">"),     // between two nodes
+        xml.find("<Port Name=\"Device\"/>"),       // every node but the port read
+        xml.rfind("</RegisterDescription>"),       // only the closing tag missing
+        xml.rfind("</RegisterDescription>") + 5,   // inside the closing tag
+    };
+    for (std::size_t cut : cuts) {
+        const std::string refusal = Refusal(xml.substr(0, cut));
+        EXPECT_TRUE(Contains(refusal, "isn't well-formed XML")) << "cut at " << cut << ": '" << refusal << "'";
+    }
+}
+
+TEST(DescriptionCheck, TextsThatAreNoDescriptionAreRefused) {
+    EXPECT_FALSE(Refusal("").empty());
+    EXPECT_FALSE(Refusal("camera").empty());
+    EXPECT_TRUE(Contains(Refusal("<?xml version=\"1.0\"?><Camera/>"), "could not be loaded")) << Refusal("<Camera/>");
+    EXPECT_FALSE(Refusal("<?xml version=\"1.0\"?><Category Name=\"Root\"/>").empty());
+}
+
+TEST(DescriptionCheck, APValueThatNamesItsOwnNodeIsRefusedWithoutACrash) {
+    const std::string refusal = Refusal(Description(R"(<Integer Name="Loop"><pValue>Loop</pValue></Integer>)"));
+    EXPECT_TRUE(Contains(refusal, "loop of links: Loop -> Loop (closed by <pValue>)")) << refusal;
+}
+
+TEST(DescriptionCheck, LongerLoopsThroughValuesFormulasAndAddressesAreRefused) {
+    const std::vector<std::pair<std::string, std::string>> loops = {
+        {R"(<Integer Name="A"><pValue>B</pValue></Integer>
+            <Integer Name="B"><pValue>C</pValue></Integer>
+            <Integer Name="C"><pValue>A</pValue></Integer>)",
+         " -> A -> B -> C"},
+        {R"(<IntSwissKnife Name="Twice"><pVariable Name="X">Base</pVariable><Formula>2*X</Formula></IntSwissKnife>
+            <Integer Name="Base"><pValue>Twice</pValue></Integer>)",
+         "closed by <p"},
+        {R"(<IntReg Name="Reg"><pAddress>RegAddress</pAddress><Length>4</Length><AccessMode>RW</AccessMode>
+              <pPort>Device</pPort><Sign>Unsigned</Sign><Endianess>BigEndian</Endianess></IntReg>
+            <IntSwissKnife Name="RegAddress"><pVariable Name="R">Reg</pVariable><Formula>R</Formula></IntSwissKnife>)",
+         "Reg"},
+        {R"(<Integer Name="Limited"><Value>1</Value><pMax>Limit</pMax></Integer>
+            <Integer Name="Limit"><pValue>Limited</pValue><pMin>Limited</pMin></Integer>)",
+         "Limit"},
+    };
+    for (const auto& [body, part] : loops) {
+        const std::string refusal = Refusal(Description(body));
+        EXPECT_TRUE(Contains(refusal, "loop of links")) << body << "\n" << refusal;
+        EXPECT_TRUE(Contains(refusal, part)) << refusal;
+    }
+}
+
+TEST(DescriptionCheck, ALinkToANodeThatIsNotThereIsRefusedWithItsNames) {
+    const std::string refusal = Refusal(Description(R"(
+        <Category Name="Root"><pFeature>Width</pFeature><pFeature>Missing</pFeature></Category>
+        <Integer Name="Width"><pValue>WidthRegister</pValue></Integer>)"));
+    EXPECT_TRUE(Contains(refusal, "2 node(s) it doesn't define")) << refusal;
+    EXPECT_TRUE(Contains(refusal, "Root <pFeature> 'Missing'")) << refusal;
+    EXPECT_TRUE(Contains(refusal, "Width <pValue> 'WidthRegister'")) << refusal;
+}
+
+TEST(DescriptionCheck, LinksThatOnlySelectOrInvalidateMayPointBack) {
+    // The selector selects the register whose address it gives, and the
+    // register invalidates the selector: no value needs itself.
+    const std::string xml = Description(R"(
+        <Integer Name="Selector"><pSelected>Selected</pSelected><pInvalidator>Selected</pInvalidator>
+          <Value>0</Value><Min>0</Min><Max>3</Max></Integer>
+        <IntReg Name="Selected"><pAddress>SelectedAddress</pAddress><pInvalidator>Selector</pInvalidator>
+          <Length>4</Length><AccessMode>RW</AccessMode><pPort>Device</pPort><Sign>Unsigned</Sign>
+          <Endianess>BigEndian</Endianess></IntReg>
+        <IntSwissKnife Name="SelectedAddress"><pVariable Name="S">Selector</pVariable><Formula>0x10 + 4*S</Formula>
+        </IntSwissKnife>)");
+    EXPECT_EQ(Refusal(xml), "");
+    NodeMap map = NodeMap::FromXml(xml);
+    auto port = std::make_shared<MemoryPort>();
+    port->SetU32(0x14, 77);
+    map.Connect(port);
+    map.Get<Integer>("Selector")->SetValue(1);
+    EXPECT_EQ(map.Get<Integer>("Selected")->GetValue(), 77);
+}
+
+// -- Aravis's log lines -------------------------------------------------------
+
+TEST(AravisLog, TheParsersComplaintsReachOurLogging) {
+    const std::string logFile = ::testing::TempDir() + "genapi-aravis-" + std::to_string(getpid()) + ".log";
+    std::remove(logFile.c_str());
+    // The test has a single thread.
+    ::setenv("ORVA_LOG_FILE", logFile.c_str(), 1);        // NOLINT(concurrency-mt-unsafe)
+    ::setenv("ORVA_LOG", "orva.genicam.Aravis=2,*=5", 1); // NOLINT(concurrency-mt-unsafe)
+    templates::platform::LibraryInitController::Init();
+    const std::string xml = TestCameraXml();
+    EXPECT_FALSE(Refusal(xml.substr(0, xml.size() / 2)).empty());
+    templates::platform::LibraryInitController::Deinit();
+
+    std::ifstream in(logFile);
+    std::stringstream log;
+    log << in.rdbuf();
+    std::remove(logFile.c_str());
+    EXPECT_TRUE(Contains(log.str(), "[orva.genicam.Aravis]")) << log.str();
+    EXPECT_TRUE(Contains(log.str(), "|XML: ")) << log.str();
+}
+
+// -- descriptions of real cameras ---------------------------------------------
+
+std::filesystem::path TestDataFolder() {
+    return std::filesystem::path(TGX_TEST_SOURCE_DIR_PATH) / ".." / "shared" / "testdata" / "genicam";
+}
+
+std::vector<std::filesystem::path> RealDescriptions() {
+    std::vector<std::filesystem::path> files;
+    std::error_code error;
+    for (const auto& entry : std::filesystem::directory_iterator(TestDataFolder(), error)) {
+        if (entry.path().extension() == ".xml") {
+            files.push_back(entry.path());
+        }
+    }
+    return files;
+}
+
+std::string ReadFile(const std::filesystem::path& path) {
+    std::ifstream in(path, std::ios::binary);
+    std::stringstream text;
+    text << in.rdbuf();
+    return text.str();
+}
+
+struct Walk {
+    int features = 0;
+    int readable = 0;
+    int read = 0;
+    std::vector<std::string> failures;
+    std::set<std::string> seen;
+
+    void Visit(const Node& node) {
+        if (!seen.insert(node.GetName()).second) {
+            return;
+        }
+        if (std::optional<Category> category = node.As<Category>()) {
+            for (const Node& feature : category->GetFeatures()) {
+                Visit(feature);
+            }
+            return;
+        }
+        ++features;
+        try {
+            if (!IsReadable(node.GetAccessMode())) {
+                return;
+            }
+            ++readable;
+            if (auto integer = node.As<Integer>()) {
+                (void)integer->GetValue();
+            } else if (auto number = node.As<Float>()) {
+                (void)number->GetValue();
+            } else if (auto boolean = node.As<Boolean>()) {
+                (void)boolean->GetValue();
+            } else if (auto text = node.As<String>()) {
+                (void)text->GetValue();
+            } else if (auto enumeration = node.As<Enumeration>()) {
+                (void)enumeration->GetCurrentEntry();
+            } else if (auto command = node.As<Command>()) {
+                (void)command->IsDone();
+            } else {
+                --readable; // registers and ports have no value to read here
+                return;
+            }
+            ++read;
+        } catch (const GenApiError& e) {
+            failures.push_back(node.GetName() + ": " + e.what());
+        }
+    }
+};
+
+TEST(RealDescriptions, EachLoadsAndEveryReadableFeatureUnderRootReadsOverABlankCamera) {
+    const std::vector<std::filesystem::path> files = RealDescriptions();
+    if (files.empty()) {
+        GTEST_SKIP() << "no camera descriptions in " << TestDataFolder() << ": the test data folder is absent";
+    }
+    for (const std::filesystem::path& file : files) {
+        SCOPED_TRACE(file.filename().string());
+        std::optional<NodeMap> map;
+        ASSERT_NO_THROW(map.emplace(NodeMap::FromXml(ReadFile(file))));
+        map->Connect(std::make_shared<MemoryPort>());
+        std::optional<Category> root = map->Get<Category>("Root");
+        ASSERT_TRUE(root);
+        Walk walk;
+        walk.Visit(*root);
+        std::string failures;
+        for (const std::string& failure : walk.failures) {
+            failures += "\n  " + failure;
+        }
+        RecordProperty(file.stem().string(), std::to_string(walk.read) + " of " + std::to_string(walk.readable) +
+                                                 " readable features read, " + std::to_string(walk.features) +
+                                                 " features");
+        EXPECT_GT(walk.features, 50);
+        EXPECT_GT(walk.read, walk.readable * 9 / 10) << failures;
+    }
+}
+
+} // namespace
+} // namespace orva::test

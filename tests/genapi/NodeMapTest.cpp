@@ -1,0 +1,495 @@
+// The node map over the test camera: lookup and interface types, each kind
+// of feature, access modes and the checks of `verify`, selectors, formulas,
+// categories, and values that the camera changes on its own.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cmath>
+#include <memory>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "MemoryPort.h"
+#include "TestCamera.h"
+#include "core/genapi/NodeMap.h"
+
+namespace orva::test {
+namespace {
+
+using namespace core::genapi;
+
+class NodeMapTest : public ::testing::Test {
+protected:
+    void SetUp() override { map_.Connect(port_); }
+
+    template <class T> T Get(const std::string& name) {
+        std::optional<T> node = map_.Get<T>(name);
+        if (!node) {
+            throw std::runtime_error("the test camera has no " + std::string(ToString(T::kInterfaceType)) + " " + name);
+        }
+        return *node;
+    }
+
+    std::shared_ptr<MemoryPort> port_ = std::make_shared<MemoryPort>();
+    NodeMap map_ = NodeMap::FromXml(TestCameraXml());
+};
+
+// -- lookup -------------------------------------------------------------------
+
+TEST_F(NodeMapTest, EveryNodeHasOnePrincipalInterfaceDecidedInAFixedOrder) {
+    const std::vector<std::pair<const char*, InterfaceType>> expected = {
+        {"Root", InterfaceType::Category},
+        {"AcquisitionStart", InterfaceType::Command},
+        // To GObject an enumeration is also an integer and a string.
+        {"PixelFormat", InterfaceType::Enumeration},
+        {"GainSelector", InterfaceType::Enumeration},
+        {"ReverseX", InterfaceType::Boolean},
+        {"Device", InterfaceType::Port},
+        {"Width", InterfaceType::Integer},
+        {"WidthReg", InterfaceType::Integer},    // an integer register is an integer first
+        {"ReverseXReg", InterfaceType::Integer}, // so is a masked one
+        {"SensorArea", InterfaceType::Integer},
+        {"Gain", InterfaceType::Float},
+        {"GainReg", InterfaceType::Float},
+        {"ExposureTimeMs", InterfaceType::Float},
+        {"DeviceUserID", InterfaceType::String}, // a string register is a string first
+        {"LUTData", InterfaceType::Register},
+    };
+    for (const auto& [name, type] : expected) {
+        std::optional<Node> node = map_.GetNode(name);
+        ASSERT_TRUE(node) << name;
+        EXPECT_EQ(ToString(node->GetPrincipalInterfaceType()), std::string(ToString(type))) << name;
+    }
+}
+
+TEST_F(NodeMapTest, LookupGivesNothingForAnUnknownNameOrAnotherInterface) {
+    EXPECT_FALSE(map_.GetNode("NoSuchFeature"));
+    EXPECT_FALSE(map_.GetNode(""));
+    EXPECT_FALSE(map_.Get<Integer>("Gain"));
+    EXPECT_FALSE(map_.Get<Integer>("PixelFormat"));
+    EXPECT_FALSE(map_.Get<String>("PixelFormat"));
+    EXPECT_FALSE(map_.Get<Float>("Width"));
+    EXPECT_FALSE(map_.Get<Command>("ReverseX"));
+    EXPECT_TRUE(map_.Get<Float>("Gain"));
+    EXPECT_TRUE(map_.Get<Enumeration>("PixelFormat"));
+    EXPECT_FALSE(map_.GetNode("Width")->As<Float>());
+    EXPECT_TRUE(map_.GetNode("Width")->As<Integer>());
+}
+
+TEST_F(NodeMapTest, NodesCarryTheirNamesAndTexts) {
+    Integer width = Get<Integer>("Width");
+    EXPECT_EQ(width.GetName(), "Width");
+    EXPECT_EQ(width.GetDisplayName(), "Image width");
+    EXPECT_EQ(width.GetToolTip(), "Width of the image in pixels");
+    EXPECT_EQ(width.GetUnit(), "px");
+    EXPECT_EQ(Get<Integer>("Height").GetDisplayName(), "Height");
+    EXPECT_EQ(Get<Float>("Gain").GetUnit(), "dB");
+}
+
+TEST_F(NodeMapTest, GetNodesListsEveryNamedNodeInTheOrderOfTheDescription) {
+    std::vector<std::string> names;
+    for (const Node& node : map_.GetNodes()) {
+        names.push_back(node.GetName());
+    }
+    const auto position = [&](const std::string& name) {
+        return std::find(names.begin(), names.end(), name) - names.begin();
+    };
+    EXPECT_LT(position("Root"), position("Width"));
+    EXPECT_LT(position("Width"), position("WidthReg"));
+    EXPECT_LT(position("WidthReg"), position("PayloadSizeReg"));
+    EXPECT_LT(position("PayloadSizeReg"), static_cast<long>(names.size()));
+    EXPECT_LT(position("Device"), static_cast<long>(names.size()));
+    // Entries are reached through their enumeration.
+    EXPECT_EQ(position("Mono8"), static_cast<long>(names.size()));
+}
+
+// -- integers -----------------------------------------------------------------
+
+TEST_F(NodeMapTest, AnIntegerReadsAndWritesItsBigEndianRegister) {
+    Integer width = Get<Integer>("Width");
+    port_->SetU32(reg::kWidth, 1024);
+    EXPECT_EQ(width.GetValue(), 1024);
+    width.SetValue(640);
+    EXPECT_EQ(port_->Bytes(reg::kWidth, 4), std::string("\x00\x00\x02\x80", 4));
+    EXPECT_EQ(width.GetMin(), 16);
+    EXPECT_EQ(width.GetMax(), 4096);
+    EXPECT_EQ(width.GetInc(), 16);
+    EXPECT_EQ(Get<Integer>("Height").GetInc(), 1);
+}
+
+TEST_F(NodeMapTest, VerifyRefusesAnIntegerBelowAboveOrOffTheIncrementAndWritesNothing) {
+    Integer width = Get<Integer>("Width");
+    port_->SetU32(reg::kWidth, 64);
+    const uint64_t writes = port_->Writes();
+    EXPECT_THROW(width.SetValue(0), OutOfRangeError);
+    EXPECT_THROW(width.SetValue(4112), OutOfRangeError);
+    EXPECT_THROW(width.SetValue(100), OutOfRangeError);
+    EXPECT_THROW(width.SetValue(-16), OutOfRangeError);
+    EXPECT_EQ(port_->Writes(), writes);
+    EXPECT_EQ(port_->U32(reg::kWidth), 64u);
+    // The limits themselves and every step between are taken.
+    width.SetValue(16);
+    width.SetValue(4096);
+    width.SetValue(32);
+    EXPECT_EQ(port_->U32(reg::kWidth), 32u);
+}
+
+TEST_F(NodeMapTest, WithoutVerifyTheValueGoesToTheCameraUnchecked) {
+    Integer width = Get<Integer>("Width");
+    width.SetValue(100, false);
+    EXPECT_EQ(port_->U32(reg::kWidth), 100u);
+    // A read with verify sees that the camera holds a value out of range.
+    port_->SetU32(reg::kWidth, 8);
+    EXPECT_EQ(width.GetValue(), 8);
+    EXPECT_THROW(width.GetValue(true), OutOfRangeError);
+}
+
+TEST_F(NodeMapTest, TheTextOfARefusalNamesTheNodeAndTheLimit) {
+    try {
+        Get<Integer>("Width").SetValue(8);
+        FAIL() << "no exception";
+    } catch (const OutOfRangeError& e) {
+        EXPECT_NE(std::string(e.what()).find("Width"), std::string::npos) << e.what();
+        EXPECT_NE(std::string(e.what()).find("minimum 16"), std::string::npos) << e.what();
+    }
+}
+
+// -- floats -------------------------------------------------------------------
+
+TEST_F(NodeMapTest, AFloatReadsAndWritesItsRegisterAndVerifiesItsRange) {
+    Float gain = Get<Float>("Gain");
+    port_->SetFloat32(reg::kGain, 6.5F);
+    EXPECT_DOUBLE_EQ(gain.GetValue(), 6.5);
+    gain.SetValue(12.25);
+    EXPECT_FLOAT_EQ(port_->Float32(reg::kGain), 12.25F);
+    EXPECT_DOUBLE_EQ(gain.GetMin(), 0.0);
+    EXPECT_DOUBLE_EQ(gain.GetMax(), 24.0);
+    EXPECT_FALSE(gain.GetInc());
+    EXPECT_THROW(gain.SetValue(-0.5), OutOfRangeError);
+    EXPECT_THROW(gain.SetValue(24.5), OutOfRangeError);
+    EXPECT_THROW(gain.SetValue(std::nan("")), OutOfRangeError);
+    EXPECT_FLOAT_EQ(port_->Float32(reg::kGain), 12.25F);
+}
+
+TEST_F(NodeMapTest, AFloatWithAnIncrementTakesOnlyItsSteps) {
+    Float exposure = Get<Float>("ExposureTime");
+    ASSERT_TRUE(exposure.GetInc());
+    EXPECT_DOUBLE_EQ(*exposure.GetInc(), 0.5);
+    exposure.SetValue(10.5);
+    EXPECT_FLOAT_EQ(port_->Float32(reg::kExposureTime), 10.5F);
+    EXPECT_THROW(exposure.SetValue(10.25), OutOfRangeError);
+    EXPECT_FLOAT_EQ(port_->Float32(reg::kExposureTime), 10.5F);
+}
+
+// -- Booleans and strings -----------------------------------------------------
+
+TEST_F(NodeMapTest, ABooleanSetsItsBitAndLeavesTheOthers) {
+    Boolean reverseX = Get<Boolean>("ReverseX");
+    Boolean reverseY = Get<Boolean>("ReverseY");
+    port_->SetU32(reg::kFlags, 0xF0000000);
+    EXPECT_FALSE(reverseX.GetValue());
+    reverseX.SetValue(true);
+    EXPECT_EQ(port_->U32(reg::kFlags), 0xF0000001u);
+    EXPECT_TRUE(reverseX.GetValue());
+    EXPECT_FALSE(reverseY.GetValue());
+    reverseY.SetValue(true);
+    reverseX.SetValue(false);
+    EXPECT_EQ(port_->U32(reg::kFlags), 0xF0000002u);
+}
+
+TEST_F(NodeMapTest, AStringReadsUpToItsTerminatorAndRefusesTooLongATextUnderVerify) {
+    String userId = Get<String>("DeviceUserID");
+    port_->SetBytes(reg::kDeviceUserId, std::string("left camera\0junk", 16));
+    EXPECT_EQ(userId.GetValue(), "left camera");
+    EXPECT_EQ(userId.GetMaxLength(), 16);
+    userId.SetValue("right");
+    EXPECT_EQ(userId.GetValue(), "right");
+    EXPECT_EQ(port_->Bytes(reg::kDeviceUserId, 6), std::string("right\0", 6));
+    EXPECT_THROW(userId.SetValue(std::string(17, 'x')), OutOfRangeError);
+    EXPECT_EQ(userId.GetValue(), "right");
+}
+
+// -- enumerations -------------------------------------------------------------
+
+TEST_F(NodeMapTest, AnEnumerationListsItsEntriesInTheOrderOfTheDescription) {
+    Enumeration pixelFormat = Get<Enumeration>("PixelFormat");
+    std::vector<std::string> names;
+    std::vector<int64_t> values;
+    for (const EnumEntry& entry : pixelFormat.GetEntries()) {
+        names.push_back(entry.GetSymbolic());
+        values.push_back(entry.GetValue());
+    }
+    EXPECT_EQ(names, (std::vector<std::string>{"Mono8", "Mono10", "Mono12"}));
+    EXPECT_EQ(values, (std::vector<int64_t>{kMono8, kMono10, kMono12}));
+    ASSERT_TRUE(pixelFormat.GetEntryByName("Mono10"));
+    EXPECT_EQ(pixelFormat.GetEntryByName("Mono10")->GetValue(), kMono10);
+    EXPECT_FALSE(pixelFormat.GetEntryByName("RGB8"));
+    EXPECT_EQ(pixelFormat.GetEntryByName("Mono12")->GetAccessMode(), AccessMode::NA);
+    EXPECT_EQ(pixelFormat.GetEntryByName("Mono8")->GetAccessMode(), AccessMode::RO);
+}
+
+TEST_F(NodeMapTest, AnEnumerationIsSetByNameOrValueAndReadsBackItsCurrentEntry) {
+    Enumeration pixelFormat = Get<Enumeration>("PixelFormat");
+    pixelFormat.SetSymbolic("Mono10");
+    EXPECT_EQ(port_->U32(reg::kPixelFormat), static_cast<uint32_t>(kMono10));
+    EXPECT_EQ(pixelFormat.GetIntValue(), kMono10);
+    ASSERT_TRUE(pixelFormat.GetCurrentEntry());
+    EXPECT_EQ(pixelFormat.GetCurrentEntry()->GetSymbolic(), "Mono10");
+    pixelFormat.SetIntValue(kMono8);
+    EXPECT_EQ(pixelFormat.GetCurrentEntry()->GetSymbolic(), "Mono8");
+}
+
+TEST_F(NodeMapTest, AnEnumerationRefusesUnknownAndUnavailableEntries) {
+    Enumeration pixelFormat = Get<Enumeration>("PixelFormat");
+    pixelFormat.SetSymbolic("Mono8");
+    EXPECT_THROW(pixelFormat.SetSymbolic("RGB8"), OutOfRangeError);
+    EXPECT_THROW(pixelFormat.SetIntValue(42), OutOfRangeError);
+    EXPECT_THROW(pixelFormat.SetSymbolic("Mono12"), OutOfRangeError);
+    // Aravis itself refuses an unavailable entry, verify or not.
+    EXPECT_THROW(pixelFormat.SetSymbolic("Mono12", false), OutOfRangeError);
+    EXPECT_THROW(pixelFormat.SetIntValue(42, false), OutOfRangeError);
+    EXPECT_EQ(port_->U32(reg::kPixelFormat), static_cast<uint32_t>(kMono8));
+}
+
+TEST_F(NodeMapTest, ACameraValueThatNoEntryHasGivesNoCurrentEntry) {
+    Enumeration pixelFormat = Get<Enumeration>("PixelFormat");
+    port_->SetU32(reg::kPixelFormat, 7);
+    EXPECT_FALSE(pixelFormat.GetCurrentEntry());
+    EXPECT_EQ(pixelFormat.GetIntValue(), 7);
+    EXPECT_THROW(pixelFormat.GetIntValue(true), OutOfRangeError);
+}
+
+// -- commands -----------------------------------------------------------------
+
+TEST_F(NodeMapTest, ACommandIsDoneOnceTheCameraHasClearedItsRegister) {
+    // The camera clears the register once three reads have seen it set.
+    port_->SelfClearing(reg::kAcquisitionStart, 4, 3);
+    Command start = Get<Command>("AcquisitionStart");
+    start.Execute();
+    EXPECT_EQ(port_->U32(reg::kAcquisitionStart), 1u);
+    const uint64_t readsBefore = port_->ReadsOf(reg::kAcquisitionStart);
+    int polls = 0;
+    bool done = false;
+    while (!done && polls < 10) {
+        done = start.IsDone();
+        ++polls;
+    }
+    EXPECT_TRUE(done);
+    EXPECT_EQ(polls, 4);
+    // Every poll read the register anew.
+    EXPECT_EQ(port_->ReadsOf(reg::kAcquisitionStart) - readsBefore, 4u);
+    EXPECT_TRUE(start.IsDone());
+}
+
+TEST_F(NodeMapTest, ACommandWhoseRegisterIsWriteOnlyIsDoneAtOnce) {
+    Command stop = Get<Command>("AcquisitionStop");
+    EXPECT_EQ(stop.GetAccessMode(), AccessMode::WO);
+    stop.Execute();
+    EXPECT_EQ(port_->U32(reg::kAcquisitionStop), 1u);
+    EXPECT_TRUE(stop.IsDone());
+}
+
+// -- selectors, formulas, categories ------------------------------------------
+
+TEST_F(NodeMapTest, ASelectorChoosesTheRegisterOfTheFeaturesItSelects) {
+    Enumeration selector = Get<Enumeration>("GainSelector");
+    EXPECT_TRUE(selector.IsSelector());
+    EXPECT_FALSE(Get<Integer>("Width").IsSelector());
+    std::vector<Node> selected = selector.GetSelectedFeatures();
+    ASSERT_EQ(selected.size(), 1u);
+    EXPECT_EQ(selected[0].GetName(), "GainRaw");
+
+    Integer gainRaw = Get<Integer>("GainRaw");
+    port_->SetU32(reg::kGainRawBase + 0, 100);
+    port_->SetU32(reg::kGainRawBase + 4, 200);
+    port_->SetU32(reg::kGainRawBase + 8, 300);
+    selector.SetSymbolic("Red");
+    EXPECT_EQ(gainRaw.GetValue(), 200);
+    selector.SetSymbolic("Green");
+    EXPECT_EQ(gainRaw.GetValue(), 300);
+    gainRaw.SetValue(333);
+    EXPECT_EQ(port_->U32(reg::kGainRawBase + 8), 333u);
+    EXPECT_EQ(port_->U32(reg::kGainRawBase + 4), 200u);
+}
+
+TEST_F(NodeMapTest, FormulasFollowTheRegistersTheyAreComputedFrom) {
+    port_->SetU32(reg::kWidth, 640);
+    port_->SetU32(reg::kHeight, 480);
+    Integer area = Get<Integer>("SensorArea");
+    EXPECT_EQ(area.GetValue(), 640 * 480);
+    EXPECT_EQ(area.GetAccessMode(), AccessMode::RO);
+    port_->SetU32(reg::kHeight, 2);
+    EXPECT_EQ(area.GetValue(), 1280);
+    EXPECT_THROW(area.SetValue(1), AccessError);
+
+    port_->SetFloat32(reg::kExposureTime, 2500.0F);
+    EXPECT_DOUBLE_EQ(Get<Float>("ExposureTimeMs").GetValue(), 2.5);
+}
+
+TEST_F(NodeMapTest, CategoriesListTheirFeaturesInTheOrderOfTheDescription) {
+    std::vector<std::string> root;
+    for (const Node& node : Get<Category>("Root").GetFeatures()) {
+        root.push_back(node.GetName());
+        EXPECT_EQ(node.GetPrincipalInterfaceType(), InterfaceType::Category);
+    }
+    EXPECT_EQ(root,
+              (std::vector<std::string>{"DeviceControl", "ImageFormatControl", "AcquisitionControl", "AnalogControl"}));
+    std::vector<std::string> analog;
+    for (const Node& node : Get<Category>("AnalogControl").GetFeatures()) {
+        analog.push_back(node.GetName());
+    }
+    EXPECT_EQ(analog, (std::vector<std::string>{"GainSelector", "Gain", "GainRaw"}));
+}
+
+// -- access modes -------------------------------------------------------------
+
+TEST_F(NodeMapTest, AccessModesComeFromImplementationAvailabilityLockAndRegister) {
+    port_->SetU32(reg::kBinningAvailable, 1);
+    const std::vector<std::pair<const char*, AccessMode>> expected = {
+        {"Width", AccessMode::RW},
+        {"NotImplementedFeature", AccessMode::NI},
+        {"BinningHorizontal", AccessMode::RW},
+        {"OffsetX", AccessMode::RW},
+        {"PayloadSize", AccessMode::RO}, // imposed on a writable register
+        {"SensorWidth", AccessMode::RO},
+        {"DeviceTemperature", AccessMode::RO},
+        {"TriggerSoftwareValue", AccessMode::WO},
+        {"AcquisitionStart", AccessMode::RW},
+    };
+    for (const auto& [name, mode] : expected) {
+        EXPECT_EQ(ToString(map_.GetNode(name)->GetAccessMode()), std::string(ToString(mode))) << name;
+    }
+}
+
+TEST_F(NodeMapTest, AvailabilityAndLockFollowTheCameraAtEachCall) {
+    Integer binning = Get<Integer>("BinningHorizontal");
+    Integer offsetX = Get<Integer>("OffsetX");
+    port_->SetU32(reg::kBinningAvailable, 0);
+    EXPECT_EQ(binning.GetAccessMode(), AccessMode::NA);
+    EXPECT_THROW(binning.GetValue(), AccessError);
+    EXPECT_THROW(binning.SetValue(2), AccessError);
+    port_->SetU32(reg::kBinningAvailable, 1);
+    binning.SetValue(2);
+    EXPECT_EQ(binning.GetValue(), 2);
+
+    offsetX.SetValue(8);
+    port_->SetU32(reg::kParamsLocked, 1);
+    EXPECT_EQ(offsetX.GetAccessMode(), AccessMode::RO);
+    EXPECT_THROW(offsetX.SetValue(16), AccessError);
+    EXPECT_EQ(offsetX.GetValue(), 8);
+}
+
+TEST_F(NodeMapTest, AccessIsCheckedOnEveryReadAndWriteEvenWithoutVerify) {
+    EXPECT_THROW(Get<Integer>("TriggerSoftwareValue").GetValue(), AccessError);
+    EXPECT_THROW(Get<Integer>("SensorWidth").SetValue(1, false), AccessError);
+    EXPECT_THROW(Get<Integer>("PayloadSize").SetValue(1, false), AccessError);
+    EXPECT_THROW(Get<Integer>("NotImplementedFeature").GetValue(), AccessError);
+    EXPECT_THROW(Get<Float>("DeviceTemperature").SetValue(1.0, false), AccessError);
+    EXPECT_EQ(port_->U32(reg::kSensorWidth), 0u);
+    EXPECT_EQ(port_->U32(reg::kPayloadSize), 0u);
+    Get<Integer>("TriggerSoftwareValue").SetValue(5);
+    EXPECT_EQ(port_->U32(reg::kTriggerSoftwareValue), 5u);
+    try {
+        Get<Integer>("SensorWidth").SetValue(1);
+        FAIL() << "no exception";
+    } catch (const AccessError& e) {
+        EXPECT_NE(std::string(e.what()).find("SensorWidth"), std::string::npos) << e.what();
+        EXPECT_NE(std::string(e.what()).find("RO"), std::string::npos) << e.what();
+    }
+}
+
+// -- the camera's own changes and the port ------------------------------------
+
+TEST_F(NodeMapTest, AValueTheCameraChangesOnItsOwnIsReadFresh) {
+    Float temperature = Get<Float>("DeviceTemperature");
+    port_->SetFloat32(reg::kDeviceTemperature, 41.5F);
+    EXPECT_DOUBLE_EQ(temperature.GetValue(), 41.5);
+    port_->SetFloat32(reg::kDeviceTemperature, 43.0F);
+    EXPECT_DOUBLE_EQ(temperature.GetValue(), 43.0);
+
+    Integer width = Get<Integer>("Width");
+    width.SetValue(640);
+    port_->SetU32(reg::kWidth, 320); // the camera adjusted it
+    EXPECT_EQ(width.GetValue(), 320);
+}
+
+TEST(NodeMapConnection, WithoutAPortEveryAccessFailsAndAPortCanBeChanged) {
+    NodeMap map = NodeMap::FromXml(TestCameraXml());
+    EXPECT_FALSE(map.IsConnected());
+    std::optional<Integer> width = map.Get<Integer>("Width");
+    ASSERT_TRUE(width);
+    try {
+        (void)width->GetValue();
+        FAIL() << "no exception";
+    } catch (const GenApiError& e) {
+        EXPECT_NE(std::string(e.what()).find("isn't connected"), std::string::npos) << e.what();
+    }
+    // Values that need no register work all the same.
+    EXPECT_EQ(width->GetMax(), 4096);
+
+    auto first = std::make_shared<MemoryPort>();
+    auto second = std::make_shared<MemoryPort>();
+    first->SetU32(reg::kWidth, 111);
+    second->SetU32(reg::kWidth, 222);
+    map.Connect(first);
+    EXPECT_TRUE(map.IsConnected());
+    EXPECT_EQ(width->GetValue(), 111);
+    map.Connect(second);
+    EXPECT_EQ(width->GetValue(), 222);
+    map.Connect(nullptr);
+    EXPECT_FALSE(map.IsConnected());
+    EXPECT_THROW((void)width->GetValue(), GenApiError);
+}
+
+TEST(NodeMapLifetime, AHandleKeepsItsMapAlive) {
+    auto port = std::make_shared<MemoryPort>();
+    port->SetU32(reg::kWidth, 48);
+    std::optional<Integer> width;
+    {
+        NodeMap map = NodeMap::FromXml(TestCameraXml());
+        map.Connect(port);
+        width = map.Get<Integer>("Width");
+    }
+    ASSERT_TRUE(width);
+    EXPECT_EQ(width->GetValue(), 48);
+}
+
+// Handles of one map used from several threads: the map's mutex orders them
+// (the sanitizer runs of the suite check that nothing races).
+TEST_F(NodeMapTest, ThreadsShareOneMap) {
+    constexpr int kRounds = 200;
+    std::vector<std::thread> threads;
+    std::vector<int> mismatches(3, 0);
+    threads.emplace_back([&] {
+        Integer width = Get<Integer>("Width");
+        for (int i = 0; i < kRounds; ++i) {
+            const int64_t value = int64_t{16} * (1 + i % 100);
+            width.SetValue(value);
+            mismatches[0] += width.GetValue() != value ? 1 : 0;
+        }
+    });
+    threads.emplace_back([&] {
+        String userId = Get<String>("DeviceUserID");
+        for (int i = 0; i < kRounds; ++i) {
+            const std::string text = "camera " + std::to_string(i);
+            userId.SetValue(text);
+            mismatches[1] += userId.GetValue() != text ? 1 : 0;
+        }
+    });
+    threads.emplace_back([&] {
+        Enumeration selector = Get<Enumeration>("GainSelector");
+        for (int i = 0; i < kRounds; ++i) {
+            selector.SetIntValue(i % 3);
+            mismatches[2] += selector.GetIntValue() != i % 3 ? 1 : 0;
+            (void)map_.GetNode("GainRaw")->GetAccessMode();
+        }
+    });
+    for (std::thread& thread : threads) {
+        thread.join();
+    }
+    EXPECT_EQ(mismatches, (std::vector<int>{0, 0, 0}));
+}
+
+} // namespace
+} // namespace orva::test

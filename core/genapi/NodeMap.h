@@ -7,8 +7,8 @@
 //       width->SetValue(640);
 //   }
 //
-// Node handles are small values that share the map: they stay valid as long
-// as any handle or the NodeMap lives. Every operation of a map and its
+// Node handles, and copies of a NodeMap, are small values that share the
+// map: it lives as long as any of them. Every operation of a map and its
 // handles is serialised by one mutex of the map, so handles may be used from
 // several threads; texts are copied out before it is released.
 //
@@ -222,9 +222,11 @@ private:
 
 class NodeMap {
 public:
-    // Builds the map of a description. Throws DescriptionError if the text
-    // isn't well-formed XML (cut off, say), if a node links to a node that
-    // isn't defined, or if value links form a loop.
+    // Builds the map of a description: the text up to its first zero byte,
+    // if any (the parser stops there, so a description padded with zeros, as
+    // read from a camera's memory, loads). Throws DescriptionError if it isn't well-formed XML (cut off,
+    // say), if a node links to a node that isn't defined, or if value links
+    // form a loop.
     static NodeMap FromXml(const std::string& xml);
 
     // Register access goes to this port from now on; null disconnects.

@@ -52,6 +52,14 @@ TEST(DescriptionCheck, ACutOffDescriptionIsRefusedWherevertheCutFalls) {
     }
 }
 
+TEST(DescriptionCheck, ZerosAfterTheDescriptionAreNotPartOfIt) {
+    // As read from a camera's memory, padded to the size of its area.
+    EXPECT_EQ(Refusal(TestCameraXml() + std::string(64, '\0')), "");
+    // The text ends at the first zero: what follows isn't read.
+    EXPECT_EQ(Refusal(TestCameraXml() + std::string(1, '\0') + "<Integer"), "");
+    EXPECT_FALSE(Refusal(TestCameraXml() + "<Integer").empty());
+}
+
 TEST(DescriptionCheck, TextsThatAreNoDescriptionAreRefused) {
     EXPECT_FALSE(Refusal("").empty());
     EXPECT_FALSE(Refusal("camera").empty());

@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 
 #include <cstring>
+#include <exception>
 #include <functional>
 #include <memory>
 #include <string>
@@ -14,6 +15,7 @@
 #include "TestCamera.h"
 #include "core/FakeTechnology.h"
 #include "core/genapi/NodeMap.h"
+#include "core/genapi/PortDevice.h"
 
 namespace orva::test {
 namespace {
@@ -110,6 +112,45 @@ TEST_F(PortFailureTest, APortFailureWithoutAStatusIsAGenApiErrorWithItsText) {
     } catch (const GenApiError& e) {
         EXPECT_NE(std::string(e.what()).find("without a status"), std::string::npos) << e.what();
     }
+}
+
+// -- the device under the map ------------------------------------------------
+
+TEST(PortDevice, TheRegisterPairCarriesHostValuesOfBigEndianRegisters) {
+    core::genapi::detail::PortDevice device;
+    auto port = std::make_shared<MemoryPort>();
+    device.SetPort(port);
+    port->SetU32(0x10, 0x11223344);
+    core::genapi::detail::GErrorHolder error;
+    guint32 value = 0;
+    EXPECT_TRUE(arv_device_read_register(device.Get(), 0x10, &value, error.Out()));
+    EXPECT_EQ(value, 0x11223344u);
+    EXPECT_TRUE(arv_device_write_register(device.Get(), 0x20, 0xAABBCCDD, error.Out()));
+    EXPECT_EQ(port->Bytes(0x20, 4), "\xAA\xBB\xCC\xDD");
+    EXPECT_FALSE(error);
+    EXPECT_EQ(device.TakeFailure(), nullptr);
+}
+
+TEST(PortDevice, AFailureReachesAravisWithTheStatusAndIsKeptUntilTaken) {
+    core::genapi::detail::PortDevice device;
+    auto port = std::make_shared<MemoryPort>();
+    device.SetPort(port);
+    port->FailWith(kTimeoutStatus);
+    core::genapi::detail::GErrorHolder error;
+    guint32 value = 0x5A5A5A5A;
+    EXPECT_FALSE(arv_device_read_register(device.Get(), 0x10, &value, error.Out()));
+    ASSERT_TRUE(error);
+    EXPECT_EQ(error.Get()->domain, core::genapi::detail::PortErrorQuark());
+    EXPECT_EQ(error.Get()->code, kTimeoutStatus);
+    EXPECT_EQ(value, 0x5A5A5A5Au);
+    std::exception_ptr failure = device.TakeFailure();
+    ASSERT_NE(failure, nullptr);
+    EXPECT_THROW(std::rethrow_exception(failure), PortError);
+    EXPECT_EQ(device.TakeFailure(), nullptr);
+
+    device.SetPort(nullptr);
+    EXPECT_FALSE(arv_device_read_memory(device.Get(), 0, 4, &value, error.Out()));
+    EXPECT_NE(std::string(error.Message()).find("isn't connected"), std::string::npos) << error.Message();
 }
 
 // -- the adapter of a board port ----------------------------------------------

@@ -5,7 +5,9 @@
 // default domain, anything else in "Aravis". They go to the logger "orva.genicam.Aravis": error and
 // critical at level 5, warning at 4, message and info at 3, debug at 2. The
 // default domain is everybody's: its lines are taken only from a thread
-// inside an AravisScope, and passed on to GLib's default handler otherwise.
+// inside an AravisScope, and passed on to GLib's default handler otherwise
+// (an application's own default handler, if it set one, is not reached for
+// them: GLib doesn't tell which one is in force).
 // Aravis's debug categories (ARV_DEBUG) write to standard error directly,
 // past GLib, and stay off unless the user switches them on.
 #pragma once

@@ -1,6 +1,7 @@
 #include "Board.h"
 
 #include "Clock.h"
+#include "CxpCore.h"
 #include "DataQueue.h"
 #include "Device.h"
 #include "NamespaceControl.h"
@@ -47,7 +48,8 @@ std::string_view nameOf(const char (&name)[layout::kNameBytes]) {
 }
 
 layout::QueueSlot& checkedQueue(BoardAccess& access, uint32_t queue) {
-    if (queue >= layout::kMaxQueues || access.block().queues[queue].present == 0) {
+    if (queue >= layout::kMaxQueues || access.block().queues[queue].present == 0 ||
+        access.block().queues[queue].internal != 0) {
         throw SimError(ORVA_SIM_ERR_NO_SUCH_QUEUE,
                        boardText(access.block()) + " has no data queue " + std::to_string(queue));
     }
@@ -124,7 +126,8 @@ layout::PortSlot& BoardAccess::port(uint32_t port) {
 layout::QueueSlot* BoardAccess::findQueue(uint32_t port, Channel channel, Direction direction) {
     for (auto& slot : block_.queues) {
         DataQueue q(slot);
-        if (q.present() && q.port() == port && q.channel() == channel && q.direction() == direction) {
+        if (q.present() && slot.internal == 0 && q.port() == port && q.channel() == channel &&
+            q.direction() == direction) {
             return &slot;
         }
     }
@@ -148,6 +151,11 @@ Device* BoardAccess::cameraAt(uint32_t port, uint32_t& camera, uint32_t& link) {
 bool BoardAccess::deliverToHost(uint32_t port, Channel channel, std::span<const uint8_t> bytes, uint64_t readyNs) {
     if (this->port(port).plugged == 0) {
         return false;
+    }
+    if (block_.linkCore != static_cast<uint32_t>(LinkCore::None) && channel == Channel::Control) {
+        const bool taken = cxp::receiveFromCamera(*this, port, bytes, readyNs);
+        lock_.notifyAll();
+        return taken;
     }
     layout::QueueSlot* slot = findQueue(port, channel, Direction::ToHost);
     if (slot == nullptr) {
@@ -258,6 +266,15 @@ std::span<uint8_t> DeviceContext::memory() {
     return board_.block().cameras[camera_].memory;
 }
 
+void DeviceContext::tripPort(uint32_t link) {
+    const uint32_t port = portOfLink(link);
+    layout::PortSlot& slot = board_.block().ports[port];
+    if (slot.power == ORVA_SIM_POWER_ON) {
+        slot.power = ORVA_SIM_POWER_TRIPPED;
+        board_.powerChanged(port);
+    }
+}
+
 uint64_t DeviceContext::nowNs() const {
     return board_.nowNs();
 }
@@ -299,7 +316,7 @@ void Board::enter(BoardAccess& access) {
         }
         const auto params =
             nlohmann::json::parse(std::string_view(slot.params, strnlen(slot.params, sizeof(slot.params))));
-        devices[c] = model->create(params);
+        devices[c] = model->create(params, slot.linkCount);
     }
     devices_ = std::move(devices);
     generation_ = block_->generation;
@@ -319,6 +336,8 @@ void Board::load(const BoardSetup& setup) {
     b.portCount = setup.ports;
     b.cameraControl = design.cameraControl ? 1 : 0;
     b.serialPorts = design.serialPorts ? 1 : 0;
+    b.linkCore = static_cast<uint32_t>(design.core);
+    b.gtxIf = design.gtxIf;
     copyName(b.design, setup.design.name);
     copyName(b.baseDesign, design.name);
     index_ = setup.index;
@@ -335,7 +354,13 @@ void Board::load(const BoardSetup& setup) {
         slot.present = 1;
         slot.behaviour = static_cast<uint32_t>(def.kind);
         copyName(slot.name, def.name);
-        behaviourOf(def.kind).load(access, slot, def);
+        RegisterDef loaded = def;
+        for (const auto& [name, value] : setup.design.initial) {
+            if (name == def.name) {
+                loaded.initial = value;
+            }
+        }
+        behaviourOf(def.kind).load(access, slot, loaded);
     }
     // Links between registers go by name, resolved now that all are in place.
     for (uint32_t i = 0; i < b.registerCount; ++i) {
@@ -387,7 +412,11 @@ void Board::load(const BoardSetup& setup) {
         for (const QueueDef& def : design.queues) {
             const uint32_t number = design.queueBase + p * design.queueStride + def.offset;
             DataQueue(b.queues[number]).reset(p, def.channel, def.direction, def.packet);
+            b.queues[number].internal = def.internal ? 1 : 0;
         }
+    }
+    if (design.core != LinkCore::None) {
+        cxp::loadBoard(access);
     }
 
     enter(access);
@@ -480,7 +509,11 @@ uint32_t Board::writeQueue(uint32_t queue, std::span<const uint8_t> bytes) {
         DataQueue q = checkedQueue(access, queue, Direction::ToCamera);
         // The board sends at once: the bytes go to the camera, or nowhere
         // when no camera is at the other end of the cable.
-        access.deliverToCamera(q.port(), q.channel(), bytes);
+        if (access.block().linkCore == static_cast<uint32_t>(LinkCore::CxpQueue) && q.channel() == Channel::Control) {
+            cxp::sendQueueCommand(access, q.port(), bytes);
+        } else {
+            access.deliverToCamera(q.port(), q.channel(), bytes);
+        }
         return static_cast<uint32_t>(bytes.size());
     });
 }
@@ -600,6 +633,7 @@ void Board::resetCameraControl() {
             b.ports[p].dataPathSpeed = 0;
             b.ports[p].cxpVersion = 0;
             b.ports[p].ledState = 0;
+            cxp::portSettingsChanged(access, p);
             access.portSettingsChanged(p);
         }
     });
@@ -628,6 +662,11 @@ void Board::setPortSetting(uint32_t port, PortSetting setting, uint32_t value) {
     withAccess([&](BoardAccess& access) {
         requireCameraControl(access);
         layout::PortSlot& slot = access.port(port);
+        if (setting == PortSetting::DataPathSpeed && access.block().linkCore != static_cast<uint32_t>(LinkCore::None) &&
+            !cxp::isDataPathSpeed(value)) {
+            throw SimError(ORVA_SIM_ERR_INVALID_ARGUMENT, "the transceivers of " + boardText(access.block()) +
+                                                              " have no rate of " + std::to_string(value) + " Mbit/s");
+        }
         switch (setting) {
         case PortSetting::DataPathState:
             slot.dataPathState = value;
@@ -642,6 +681,7 @@ void Board::setPortSetting(uint32_t port, PortSetting setting, uint32_t value) {
             slot.ledState = value;
             break;
         }
+        cxp::portSettingsChanged(access, port);
         access.portSettingsChanged(port);
     });
 }

@@ -1,5 +1,6 @@
 #include "Design.h"
 
+#include "CxpDesigns.h"
 #include "SharedLayout.h"
 
 #include <algorithm>
@@ -12,17 +13,6 @@ namespace {
 using K = BehaviourKind;
 
 constexpr uint64_t kMicrosecondTicks = 1000000;
-
-constexpr std::array kCoaXPressRegisters{
-    RegisterDef{"CxpDesignVersion", K::ReadOnly, 0x00010000},
-    RegisterDef{"Scratch", K::Plain},
-    RegisterDef{"Timestamp", K::TimeCounter, 0, kMicrosecondTicks},
-    RegisterDef{"PortPowerStatus", K::PortPowerStatus},
-};
-constexpr std::array kCoaXPressQueues{
-    QueueDef{Channel::Control, Direction::ToCamera, 0, false},
-    QueueDef{Channel::Control, Direction::ToHost, 1, false},
-};
 
 constexpr std::array kClhsRegisters{
     RegisterDef{"ClhsDesignVersion", K::ReadOnly, 0x00010000},
@@ -69,13 +59,25 @@ constexpr std::array kDiagnosticQueues{
     QueueDef{Channel::Serial, Direction::ToHost, 3, false},
 };
 
-constexpr std::array kDesigns{
-    DesignDef{"coaxpress", "CoaXPress", 8, true, false, 0, 2, kCoaXPressQueues, kCoaXPressRegisters},
+constexpr std::array kOtherDesigns{
+    cxpdesign::kCoaXPress,
     DesignDef{"clhs", "Camera Link HS", 8, false, false, 0, 0, {}, kClhsRegisters},
     DesignDef{"cameralink", "Camera Link", 4, false, true, 0, 2, kCameraLinkQueues, kCameraLinkRegisters},
     DesignDef{"gige", "GigE Vision", 8, false, false, 0, 2, kGigEQueues, kGigERegisters},
     DesignDef{"diagnostic", "diagnostic", 8, true, true, 0, 4, kDiagnosticQueues, kDiagnosticRegisters},
 };
+
+template <size_t A, size_t B>
+constexpr std::array<DesignDef, A + B> join(const std::array<DesignDef, A>& a, const std::array<DesignDef, B>& b) {
+    std::array<DesignDef, A + B> out{};
+    std::copy(a.begin(), a.end(), out.begin());
+    std::copy(b.begin(), b.end(), out.begin() + A);
+    return out;
+}
+
+// The first CoaXPress design and the designs of the other technologies keep
+// their places; the other CoaXPress designs follow.
+constexpr auto kDesigns = join(kOtherDesigns, cxpdesign::kDesigns);
 
 // Every design must fit the board's shared layout, and the queues of one port
 // must not run into those of the next.

@@ -32,6 +32,14 @@ enum class BehaviourKind : uint32_t {
     FifoLevel = 5,       // words waiting in the FIFO register named by `link`
     TimeCounter = 6,     // counts `param` ticks per second from the last write
     PortPowerStatus = 7, // bit p: port p powered; bit 16 + p: port p tripped
+    Cxp = 8,             // a register of the CoaXPress core; `param` names its function and port (CxpCore.h)
+};
+
+// What stands between the host's registers and queues and the cable.
+enum class LinkCore : uint32_t {
+    None = 0,        // bytes go to the camera as the host wrote them
+    CxpRegister = 1, // CoaXPress, control packets built word by word in registers
+    CxpQueue = 2,    // CoaXPress, control packets through data queues; the core adds markers and CRC
 };
 
 struct RegisterDef {
@@ -47,7 +55,8 @@ struct QueueDef {
     Channel channel;
     Direction direction;
     uint32_t offset;
-    bool packet; // reads return one record at a time
+    bool packet;           // reads return one record at a time
+    bool internal = false; // a FIFO of the design's own that the queue functions don't reach
 };
 
 struct DesignDef {
@@ -60,6 +69,8 @@ struct DesignDef {
     uint32_t queueStride;
     std::span<const QueueDef> queues;
     std::span<const RegisterDef> registers;
+    LinkCore core = LinkCore::None;
+    uint32_t gtxIf = 0; // CoaXPress transceiver interface: 1, 2, 3, 6, 10 or 16
 };
 
 std::span<const DesignDef> designTable();

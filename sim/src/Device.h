@@ -48,10 +48,20 @@ public:
     // The camera's persistent memory, zero-filled at scenario load.
     std::span<uint8_t> memory();
     uint64_t nowNs() const;
+    // The port's over-current protection fires: its power goes to tripped.
+    void tripPort(uint32_t link);
 
 private:
     BoardAccess& board_;
     uint32_t camera_;
+};
+
+// What a camera drives onto one of its links, as the board's receiver sees
+// it: a signal at a bit rate, unchanged since `sinceNs`.
+struct LinkSignal {
+    bool present = false;
+    uint32_t rateMbps = 0;
+    uint64_t sinceNs = 0;
 };
 
 class Device {
@@ -70,11 +80,17 @@ public:
     virtual bool present(DeviceContext& ctx, uint32_t link) const { return ctx.portPowered(link); }
     // Names of the faults the model knows.
     virtual std::span<const std::string_view> faultNames() const { return {}; }
+    // What the camera sends on a link now (a cable that is out is the
+    // board's business). Default: nothing a receiver can lock on.
+    virtual LinkSignal signal(DeviceContext& ctx, uint32_t link) const { return {}; }
+    // Current the camera draws from the port of a link, in mA.
+    virtual uint32_t currentDrawMa(DeviceContext& ctx, uint32_t link) const { return 0; }
 };
 
-// Builds a device from its scenario parameters; throws std::invalid_argument
-// with a message that names the parameter when they are wrong.
-using DeviceFactory = std::unique_ptr<Device> (*)(const nlohmann::json& params);
+// Builds a device from its scenario parameters for a camera with `links`
+// links; throws std::invalid_argument with a message that names the
+// parameter when they are wrong.
+using DeviceFactory = std::unique_ptr<Device> (*)(const nlohmann::json& params, uint32_t links);
 
 struct DeviceModel {
     std::string_view name;

@@ -1,3 +1,4 @@
+#include "CxpCamera.h"
 #include "Device.h"
 #include "EchoDevice.h"
 
@@ -10,6 +11,7 @@ namespace {
 // Every camera model a scenario can name.
 const std::array kModels{
     DeviceModel{"echo", "answers every downstream write with the same bytes", &EchoDevice::create},
+    DeviceModel{"cxp-camera", "a CoaXPress camera with one to four links", &CxpCamera::create},
 };
 
 } // namespace

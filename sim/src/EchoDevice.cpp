@@ -28,7 +28,7 @@ void countIn(std::span<uint8_t> memory, uint32_t offset) {
 
 } // namespace
 
-std::unique_ptr<Device> EchoDevice::create(const nlohmann::json& params) {
+std::unique_ptr<Device> EchoDevice::create(const nlohmann::json& params, uint32_t /*links*/) {
     uint64_t latencyUs = kDefaultLatencyUs;
     bool externalPower = false;
     for (const auto& [key, value] : params.items()) {

@@ -13,7 +13,7 @@ public:
     static constexpr uint32_t kAnsweredOffset = 0;
     static constexpr uint32_t kDroppedOffset = 4;
 
-    static std::unique_ptr<Device> create(const nlohmann::json& params);
+    static std::unique_ptr<Device> create(const nlohmann::json& params, uint32_t links);
 
     void onHostData(DeviceContext& ctx, uint32_t link, Channel channel, std::span<const uint8_t> bytes) override;
     bool present(DeviceContext& ctx, uint32_t link) const override;

@@ -2,6 +2,7 @@
 
 #include "Board.h"
 #include "Clock.h"
+#include "CxpCore.h"
 
 namespace orva::sim {
 
@@ -141,6 +142,8 @@ const RegisterBehaviour& behaviourOf(BehaviourKind kind) {
         return timeCounter;
     case BehaviourKind::PortPowerStatus:
         return portPowerStatus;
+    case BehaviourKind::Cxp:
+        return cxp::registerBehaviour();
     }
     return plain;
 }

@@ -21,9 +21,16 @@ namespace {
 using nlohmann::json;
 
 constexpr std::string_view kDefaultScenario = R"({
-  "description": "one board of each camera technology, no cameras",
+  "description": "one board of each camera technology; two CoaXPress cameras on board 0",
   "boards": [
-    { "index": 0, "type": "0xA64", "serial": 100000, "design": "coaxpress",  "ports": 4 },
+    { "index": 0, "type": "0xA64", "serial": 100000, "design": "coaxpress",  "ports": 4,
+      "cameras": [
+        { "model": "cxp-camera", "ports": [0, 1],
+          "params": { "modelName": "cxp-dual-link", "serialNumber": "CXP-SIM-0001" } },
+        { "model": "cxp-camera", "ports": [2],
+          "params": { "modelName": "cxp-single-link", "serialNumber": "CXP-SIM-0002", "revision": "1.1",
+                      "defaultSpeed": 5000, "descriptionFormat": "plain" } }
+      ] },
     { "index": 1, "type": "0xA62", "serial": 100001, "design": "clhs",       "ports": 2 },
     { "index": 2, "type": "0xA58", "serial": 100002, "design": "cameralink", "ports": 2 },
     { "index": 3, "type": "0xB61", "serial": 100003, "design": "gige",       "ports": 4 }
@@ -100,6 +107,21 @@ uint32_t parseType(const Checker& check, const json& value, const std::string& p
     return static_cast<uint32_t>(check.unsignedValue(value, path, UINT32_MAX));
 }
 
+// A register value: a number, or a hex text such as "0x1100" for values a
+// JSON reader may not keep exactly.
+uint64_t parseRegisterValue(const Checker& check, const json& value, const std::string& path) {
+    if (value.is_string()) {
+        const auto s = value.get<std::string>();
+        const bool hex = s.size() > 2 && s.size() <= 18 && s[0] == '0' && (s[1] == 'x' || s[1] == 'X') &&
+                         std::all_of(s.begin() + 2, s.end(), [](char c) { return std::isxdigit(c) != 0; });
+        if (!hex) {
+            check.fail(path, "expected a number or a hex text such as \"0x1100\", got " + value.dump());
+        }
+        return std::stoull(s.substr(2), nullptr, 16);
+    }
+    return check.unsignedValue(value, path, UINT64_MAX);
+}
+
 DesignChoice parseDesign(const Checker& check, const json& value, const std::string& path) {
     DesignChoice design;
     const auto lookup = [&](const json& name, const std::string& at) {
@@ -122,7 +144,7 @@ DesignChoice parseDesign(const Checker& check, const json& value, const std::str
     if (!value.is_object()) {
         check.fail(path, "expected a design name or an object with 'base', got " + value.dump());
     }
-    check.onlyKeys(value, path, {"base", "name", "without"});
+    check.onlyKeys(value, path, {"base", "name", "without", "initial"});
     design.base = lookup(check.required(value, path, "base"), path + ".base");
     design.name =
         value.contains("name") ? check.text(value["name"], path + ".name", kMaxName) : std::string(design.base->name);
@@ -139,6 +161,20 @@ DesignChoice parseDesign(const Checker& check, const json& value, const std::str
                 check.fail(at, "design '" + std::string(design.base->name) + "' has no register '" + name + "'");
             }
             design.without.push_back(name);
+        }
+    }
+    if (value.contains("initial")) {
+        const json& initial = value["initial"];
+        if (!initial.is_object()) {
+            check.fail(path + ".initial", "expected an object of register names and values");
+        }
+        for (const auto& [name, number] : initial.items()) {
+            const std::string at = path + ".initial." + name;
+            const auto& regs = design.base->registers;
+            if (std::none_of(regs.begin(), regs.end(), [&](const RegisterDef& r) { return r.name == name; })) {
+                check.fail(at, "design '" + std::string(design.base->name) + "' has no register '" + name + "'");
+            }
+            design.initial.emplace_back(name, parseRegisterValue(check, number, at));
         }
     }
     return design;
@@ -188,7 +224,7 @@ CameraSetup parseCamera(const Checker& check, const json& value, const std::stri
         check.fail(path + ".params", "longer than " + std::to_string(layout::kCameraParamsBytes - 1) + " bytes");
     }
     try {
-        (void)model->create(params);
+        (void)model->create(params, static_cast<uint32_t>(camera.ports.size()));
     } catch (const std::exception& e) {
         check.fail(path + ".params", e.what());
     }

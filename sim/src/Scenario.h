@@ -8,6 +8,7 @@
 #include <cstdint>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 namespace orva::sim {
@@ -23,6 +24,8 @@ struct DesignChoice {
     const DesignDef* base = nullptr;
     std::string name;                 // shown as the board's design
     std::vector<std::string> without; // registers of `base` the board lacks
+    // Registers of `base` that the board loads with another value.
+    std::vector<std::pair<std::string, uint64_t>> initial;
 };
 
 struct BoardSetup {

@@ -13,7 +13,7 @@
 
 namespace orva::sim::layout {
 
-constexpr uint32_t kLayoutVersion = 1;
+constexpr uint32_t kLayoutVersion = 2;
 constexpr uint32_t kControlMagic = 0x4C43534Fu; // "OSCL"
 constexpr uint32_t kBoardMagic = 0x4F42534Fu;   // "OSBO"
 
@@ -89,8 +89,10 @@ struct QueueSlot {
     uint32_t channel;   // Channel
     uint32_t direction; // Direction
     uint32_t packet;    // 1: a read returns at most one record
+    uint32_t internal;  // 1: a FIFO of the design's own, not reachable through the queue functions
     uint32_t markHead;
     uint32_t markCount;
+    uint32_t reserved;
     QueueMark marks[kMaxQueueMarks];
     uint8_t data[kQueueBytes];
 };
@@ -99,6 +101,27 @@ struct FaultSlot {
     char name[kNameBytes];
     uint32_t count;
     uint32_t reserved;
+};
+
+// Link layer of a port on a design with a CoaXPress core: the transceiver of
+// physical port n and the control packet engine of design port n. Owned by
+// the core (CxpCore.cpp); zero-filled and set up at load.
+struct LinkSlot {
+    uint32_t rxRateMbps;  // bit rate the receiver runs at, 0 for none it knows
+    uint32_t drpAddress;  // transceiver configuration port: address last written
+    uint32_t drp[4];      // configuration words at the rate addresses, in table order
+    uint32_t gtxReset;    // the receiver's reset line is held
+    uint32_t coreReset;   // control core reset bits of this number
+    uint32_t uplinkHigh;  // the transmitter runs at the high uplink rate
+    uint32_t ledMode;     // LED mode selected for design port n
+    uint32_t packetSent;  // the engine of design port n has sent its last packet
+    uint32_t segMismatch; // the current signal segment has no usable signal (2: not yet seen)
+    uint64_t busyUntilNs; // a rate change or configuration write is under way until then
+    uint64_t rxStartNs;   // the receiver (re)starts with cleared counters at this time
+    uint64_t segStartNs;  // start of the current segment of one signal state
+    uint64_t nitAccum;    // errors of the finished segments since the start
+    uint64_t txDropped;   // command packets the engine could not send
+    uint64_t rxDropped;   // acknowledges the engine discarded
 };
 
 struct PortSlot {
@@ -113,6 +136,7 @@ struct PortSlot {
     int32_t camera; // camera slot, -1 if none
     uint32_t link;  // link number of this port in that camera
     FaultSlot faults[kMaxFaultsPerPort];
+    LinkSlot cxp;
 };
 
 struct CameraSlot {
@@ -136,6 +160,8 @@ struct BoardBlock {
     uint32_t cameraControl;
     uint32_t serialPorts;
     uint32_t registerCount; // slots in use, present or not
+    uint32_t linkCore;      // LinkCore of the design
+    uint32_t gtxIf;         // CoaXPress transceiver interface of the design, 0 if none
     char design[kNameBytes];
     char baseDesign[kNameBytes];
     RegisterSlot registers[kMaxRegisters]; // register number n is slot n - 1
@@ -148,5 +174,7 @@ static_assert(std::is_standard_layout_v<ControlBlock> && std::is_trivially_copya
 static_assert(std::is_standard_layout_v<BoardBlock> && std::is_trivially_copyable_v<BoardBlock>);
 static_assert(offsetof(QueueSlot, marks) % 8 == 0 && offsetof(QueueSlot, data) % 8 == 0);
 static_assert(sizeof(RegisterSlot) % 8 == 0 && sizeof(QueueSlot) % 8 == 0 && sizeof(CameraSlot) % 8 == 0);
+static_assert(sizeof(LinkSlot) % 8 == 0 && sizeof(PortSlot) % 8 == 0);
+static_assert(offsetof(CameraSlot, memory) % 8 == 0);
 
 } // namespace orva::sim::layout

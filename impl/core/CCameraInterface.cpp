@@ -2,7 +2,12 @@
 
 #include <cstring>
 
+#include <fstream>
+#include <iterator>
+
+#include "core/genapi/GenICamManager.h"
 #include "impl/core/CameraProperties.h"
+#include "runtime/logging/LogMessage.h"
 #include "runtime/logging/Logging.h"
 
 namespace orva::core {
@@ -16,7 +21,11 @@ constexpr uint32_t kLinkFieldLimit = 4;
 CCameraInterface::CCameraInterface(IPortInterface* port, IControllerInterface* controller)
     : port_(port), controller_(controller) {}
 
-CCameraInterface::~CCameraInterface() = default;
+// Drops the node map before the port it reads through; sends nothing to the
+// camera and leaves the environment alone.
+CCameraInterface::~CCameraInterface() {
+    DropConnection();
+}
 
 tools::logging::Logger* CCameraInterface::GetLogger() {
     if (logger_ == nullptr) {
@@ -184,6 +193,124 @@ int32_t CCameraInterface::SetProperty(const char* name, void* value, uint32_t ty
         return controller_->SetBoardProperty(kLinkConfigProperty, &linkConfig, kPropertyTypeUint32, &portNumber);
     }
     return TGX_ERR_NOT_IMPLEMENTED;
+}
+
+namespace {
+// Placeholder some cameras leave in their descriptions; blanked on load.
+constexpr std::string_view kEmptyToolTip = "<ToolTip>< / ToolTip>";
+// A description file larger than this is not a camera description.
+constexpr std::streamoff kMaxDescriptionFileBytes = 64LL * 1024 * 1024;
+} // namespace
+
+int32_t CCameraInterface::Connect() {
+    genapi::SetGenICamEnvironment(savedEnvironment_, true);
+    if (port_ == nullptr) {
+        return TGX_ERR_NO_INTERFACE;
+    }
+    if (!port_->IsConnected()) {
+        return TGX_ERR_NO_PHYSICAL_CONNECTION;
+    }
+    if (xml_.empty()) {
+        // A description that was set or loaded before is used as it is.
+        if (const int32_t status = port_->GetXmlInfo(xml_, 0); status != TGX_OK) {
+            return status;
+        }
+    }
+    return CreateNodeMap();
+}
+
+int32_t CCameraInterface::ConnectWithExternalXml(const char* fileName) {
+    genapi::SetGenICamEnvironment(savedEnvironment_, true);
+    if (port_ == nullptr || !port_->IsConnected()) {
+        return TGX_ERR_NO_PHYSICAL_CONNECTION;
+    }
+    std::ifstream file(fileName, std::ios::binary | std::ios::ate);
+    if (!file) {
+        return TGX_ERR_INVALID_FILENAME;
+    }
+    const std::streamoff size = file.tellg();
+    if (size <= 0) {
+        return TGX_ERR_NO_DATA;
+    }
+    if (size > kMaxDescriptionFileBytes) {
+        return TGX_ERR_FILE_ACCESS;
+    }
+    std::string text(static_cast<std::size_t>(size), '\0');
+    file.seekg(0);
+    if (!file.read(text.data(), size) || file.gcount() != size) {
+        return TGX_ERR_FILE_ACCESS;
+    }
+    // The description is the text up to a first zero byte.
+    text.resize(std::char_traits<char>::length(text.c_str()));
+    xml_ = std::move(text);
+    return CreateNodeMap();
+}
+
+int32_t CCameraInterface::CreateNodeMap() {
+    try {
+        genapi::NodeMap map = genapi::NodeMap::FromXml(xml_);
+        auto adapter = std::make_shared<genapi::CorePortAdapter>(
+            *port_, genapi::PortTimeouts{port_->GetNodeMapReadTimeoutMs(), port_->GetNodeMapWriteTimeoutMs()},
+            [](int32_t status) { return std::string(Tgx_getErrorDescription(status)); });
+        map.Connect(adapter);
+        nodeMap_.emplace(std::move(map));
+        portAdapter_ = std::move(adapter);
+        connected_ = true;
+        return TGX_OK;
+    } catch (const std::exception& e) {
+        // The status can't say why; the log line can.
+        ORVA_LOG(GetLogger(), tools::logging::LevelWarning,
+                 "Port " << port_->GetPortNumber() << ": camera description refused: " << e.what());
+    } catch (...) {
+        ORVA_LOG(GetLogger(), tools::logging::LevelWarning,
+                 "Port " << port_->GetPortNumber() << ": camera description refused");
+    }
+    DropConnection();
+    return TGX_ERR_NO_INTERFACE;
+}
+
+void CCameraInterface::DropConnection() {
+    connected_ = false;
+    nodeMap_.reset();
+    portAdapter_.reset();
+    xml_.clear();
+}
+
+int32_t CCameraInterface::Disconnect() {
+    DropConnection();
+    genapi::SetGenICamEnvironment(savedEnvironment_, false);
+    return TGX_OK;
+}
+
+int32_t CCameraInterface::LoadXml() {
+    if (port_ == nullptr) {
+        return TGX_ERR_NO_INTERFACE;
+    }
+    if (const int32_t status = port_->GetXmlInfo(xml_, 0); status != TGX_OK) {
+        return status;
+    }
+    if (const auto at = xml_.find(kEmptyToolTip); at != std::string::npos) {
+        xml_.replace(at, kEmptyToolTip.size(), kEmptyToolTip.size(), ' ');
+    }
+    return TGX_OK;
+}
+
+int32_t CCameraInterface::GetXml(char* buffer, uint32_t* size) const {
+    const auto length = static_cast<uint32_t>(xml_.size());
+    if (buffer == nullptr) {
+        *size = length;
+        return TGX_OK;
+    }
+    if (*size < length) {
+        return TGX_ERR_INVALID_ARGUMENT;
+    }
+    *size = length;
+    xml_.copy(buffer, length);
+    return TGX_OK;
+}
+
+const char* CCameraInterface::Keep(std::string text) {
+    return stringPool_.insert(std::move(text)).first->c_str();
 }
 
 const TgxCameraInfo* CCameraInterface::RefreshInfo() {

@@ -7,7 +7,15 @@
 
 #include <array>
 #include <cstdint>
+#include <memory>
 #include <mutex>
+#include <optional>
+#include <set>
+#include <string>
+#include <vector>
+
+#include "core/genapi/NodeMap.h"
+#include "core/genapi/RegisterPort.h"
 
 #include "impl/core/IControllerInterface.h"
 #include "impl/core/IPortInterface.h"
@@ -69,9 +77,33 @@ public:
     int32_t GetProperty(const char* name, void* value, uint32_t type, const uint32_t* extra);
     int32_t SetProperty(const char* name, void* value, uint32_t type, const uint32_t* extra);
 
-    // A node map has been made and not dropped by a link disconnect.
+    // GenICam connection. Connecting, disconnecting and feature calls on one
+    // camera must not overlap: the application serialises them.
+
+    // Sets the GenICam environment, fetches the description unless one was
+    // set or loaded, and builds the node map on the master port.
+    int32_t Connect();
+    // The same from a description file.
+    int32_t ConnectWithExternalXml(const char* fileName);
+    // Drops the node map and the description; puts the environment back.
+    int32_t Disconnect();
+    // Fetches the description from the camera into the object.
+    int32_t LoadXml();
+    // Copies the description out: its length with a null buffer.
+    int32_t GetXml(char* buffer, uint32_t* size) const;
+    // Takes a description for the next connect.
+    void SetXml(const char* xml) { xml_ = xml; }
+    const std::string& GetXmlText() const { return xml_; }
+
+    // Null while not connected.
+    genapi::NodeMap* GetNodeMap() { return nodeMap_ ? &*nodeMap_ : nullptr; }
+    // A text handed to the application: stays valid while the camera lives.
+    const char* Keep(std::string text);
+
+    // A node map has been made and not released by a link disconnect.
     bool IsConnected() const { return connected_; }
-    void SetConnected(bool connected) { connected_ = connected; }
+    // Releases the link's claim without touching the node map.
+    void ReleaseLink() { connected_ = false; }
 
 private:
     tools::logging::Logger* logger_ = nullptr;
@@ -80,7 +112,15 @@ private:
     uint32_t discoverySpeed_ = 0;
     uint32_t nrOfLinks_ = 0;
     std::array<LinkRecord, kMaxLinks> links_{};
+    int32_t CreateNodeMap();
+    void DropConnection();
+
     bool connected_ = false;
+    std::optional<genapi::NodeMap> nodeMap_;
+    std::shared_ptr<genapi::CorePortAdapter> portAdapter_;
+    std::vector<std::string> savedEnvironment_;
+    std::string xml_;
+    std::set<std::string, std::less<>> stringPool_; // only grows
     // Guards info_ and the port's identity refresh.
     std::mutex infoMutex_;
     TgxCameraInfo info_{};

@@ -44,6 +44,11 @@ public:
     virtual void SaveCameraInfo() = 0;
     virtual void UpdateCameraInfo() = 0;
     virtual int32_t GetXmlInfo(std::string& xml, uint32_t index) = 0;
+    // Time-outs, in ms, of the node map's register access through this port:
+    // the technology's own, since a serial camera answers slower than a
+    // coaxial one.
+    virtual uint32_t GetNodeMapReadTimeoutMs() = 0;
+    virtual uint32_t GetNodeMapWriteTimeoutMs() = 0;
     // Values come in the camera's byte order.
     virtual int32_t ReadMem(uint32_t address, void* buffer, uint32_t length, uint32_t timeoutMs) = 0;
     virtual int32_t WriteMem(uint32_t address, const void* buffer, uint32_t length, uint32_t timeoutMs) = 0;

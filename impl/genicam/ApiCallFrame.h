@@ -83,6 +83,7 @@ public:
         result_ = code;
         return code;
     }
+    int32_t Fail(const std::string& message, int32_t code) { return Fail(message.c_str(), code); }
     int32_t Return(int32_t result) {
         result_ = result;
         return result;

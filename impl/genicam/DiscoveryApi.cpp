@@ -52,7 +52,7 @@ int32_t LinkDisconnect(const char* name, TgxCameraHandle* camera) {
     if (camera == nullptr) {
         return frame.Fail("Invalid boardHandle", TGX_ERR_INVALID_BOARD_HANDLE);
     }
-    Camera(camera)->SetConnected(false);
+    Camera(camera)->ReleaseLink();
     return frame.Return(TGX_OK);
 }
 

@@ -52,10 +52,28 @@ public:
     // The camera's user id as the next update reads it.
     void SetUserIdOnCamera(std::string id) { userIdOnCamera_ = std::move(id); }
     void UpdateCameraInfo() override { info_.SetUserId(userIdOnCamera_); }
-    int32_t GetXmlInfo(std::string&, uint32_t) override { return TGX_ERR_NOT_IMPLEMENTED; }
+    // The camera's description; a fetch of an empty one fails as a camera
+    // without a manifest would.
+    void SetDescription(std::string xml) { description_ = std::move(xml); }
+    int GetXmlInfoCalls = 0;
+    int32_t GetXmlInfo(std::string& xml, uint32_t) override {
+        ++GetXmlInfoCalls;
+        if (description_.empty()) {
+            return TGX_ERR_CXP_INVALID_ADDRESS;
+        }
+        xml = description_;
+        return TGX_OK;
+    }
+    uint32_t GetNodeMapReadTimeoutMs() override { return 200; }
+    uint32_t GetNodeMapWriteTimeoutMs() override { return 250; }
     // A small address space; every byte starts as the low byte of its address.
+    // Every read fails with this status from now on (0: reads work).
+    void SetReadFailure(int32_t status) { readFailure_ = status; }
     int32_t ReadMem(uint32_t address, void* buffer, uint32_t length, uint32_t timeoutMs) override {
         lastTimeoutMs = timeoutMs;
+        if (readFailure_ != TGX_OK) {
+            return readFailure_;
+        }
         if (static_cast<uint64_t>(address) + length > memory_.size()) {
             return TGX_ERR_CXP_INVALID_ADDRESS;
         }
@@ -81,6 +99,8 @@ private:
     bool connected_ = false;
     core::CCameraInfo info_;
     std::string userIdOnCamera_;
+    std::string description_;
+    int32_t readFailure_ = TGX_OK;
     std::array<uint8_t, 4096> memory_{};
 };
 

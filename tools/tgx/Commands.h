@@ -19,6 +19,8 @@ void AddCameraCommands(CLI::App& app, const GlobalOptions& options, int& exitCod
 void AddWatchCommand(CLI::App& app, const GlobalOptions& options, int& exitCode);
 // `tgx reg read|write`, `tgx mem read|write`, `tgx props`.
 void AddRegisterCommands(CLI::App& app, const GlobalOptions& options, int& exitCode);
+// `tgx features`, `tgx get`, `tgx set`, `tgx xml`.
+void AddFeatureCommands(CLI::App& app, const GlobalOptions& options, int& exitCode);
 // `tgx power on|off|cycle`.
 void AddPowerCommand(CLI::App& app, const GlobalOptions& options, int& exitCode);
 

@@ -17,6 +17,7 @@ int main(int argc, char** argv) try {
     tgx::AddWatchCommand(app, options, exitCode);
     tgx::AddPowerCommand(app, options, exitCode);
     tgx::AddRegisterCommands(app, options, exitCode);
+    tgx::AddFeatureCommands(app, options, exitCode);
     CLI11_PARSE(app, argc, argv);
     return exitCode;
 } catch (const std::exception& e) {

@@ -1,0 +1,259 @@
+#include <iostream>
+#include <memory>
+#include <nlohmann/json.hpp>
+#include <optional>
+#include <string>
+
+#include "core/genapi/NodeMap.h"
+#include "tools/tgx/CameraSelection.h"
+#include "tools/tgx/Commands.h"
+
+namespace tgx {
+
+namespace genapi = orva::core::genapi;
+
+namespace {
+
+struct FeatureOptions {
+    ScanOptions scan;
+    std::string feature;
+    std::string value;
+};
+
+// A connected camera for one command; disconnected on the way out.
+struct ConnectedCamera {
+    std::unique_ptr<BoardSession> session;
+    TgxCameraHandle* camera = nullptr;
+    ~ConnectedCamera() {
+        if (camera != nullptr) {
+            Tgx_disconnectCamera(camera);
+        }
+    }
+};
+
+bool Connect(const ScanOptions& o, const GlobalOptions& options, ConnectedCamera& out) {
+    int32_t status = TGX_OK;
+    out.session = Discover(o, options, status);
+    TgxCameraHandle* camera = out.session ? SelectCamera(*out.session, o) : nullptr;
+    if (camera == nullptr) {
+        return false;
+    }
+    if (status = Tgx_connectCamera(camera); status != TGX_OK) {
+        std::cerr << "tgx: connecting camera " << o.camera << ": " << StatusText(status) << '\n';
+        return false;
+    }
+    out.camera = camera;
+    return true;
+}
+
+std::string Description(TgxCameraHandle* camera) {
+    uint32_t size = 0;
+    if (Tgx_loadCameraXml(camera) != TGX_OK || Tgx_getGenICamXML(camera, nullptr, &size) != TGX_OK) {
+        return {};
+    }
+    std::string xml(size, '\0');
+    if (Tgx_getGenICamXML(camera, xml.data(), &size) != TGX_OK) {
+        return {};
+    }
+    return xml;
+}
+
+// The value of a feature through the library, as its interface gives it;
+// empty with the status when it can't be read.
+std::optional<nlohmann::json> ReadValue(TgxCameraHandle* camera, const std::string& name, genapi::InterfaceType type,
+                                        int32_t& status) {
+    const char* text = nullptr;
+    switch (type) {
+    case genapi::InterfaceType::Integer: {
+        int64_t v = 0;
+        status = Tgx_getIntegerValue(camera, name.c_str(), &v);
+        return status == TGX_OK ? std::optional<nlohmann::json>(v) : std::nullopt;
+    }
+    case genapi::InterfaceType::Float: {
+        double v = 0;
+        status = Tgx_getFloatValue(camera, name.c_str(), &v);
+        return status == TGX_OK ? std::optional<nlohmann::json>(v) : std::nullopt;
+    }
+    case genapi::InterfaceType::Boolean: {
+        uint32_t v = 0;
+        status = Tgx_getBooleanValue(camera, name.c_str(), &v);
+        return status == TGX_OK ? std::optional<nlohmann::json>(v != 0) : std::nullopt;
+    }
+    case genapi::InterfaceType::String:
+        status = Tgx_getStringValue(camera, name.c_str(), &text);
+        return status == TGX_OK ? std::optional<nlohmann::json>(std::string(text)) : std::nullopt;
+    case genapi::InterfaceType::Enumeration:
+        status = Tgx_getEnumerationValueAsString(camera, name.c_str(), &text);
+        return status == TGX_OK ? std::optional<nlohmann::json>(std::string(text)) : std::nullopt;
+    default:
+        status = TGX_OK;
+        return std::nullopt;
+    }
+}
+
+int32_t WriteValue(TgxCameraHandle* camera, const std::string& name, genapi::InterfaceType type,
+                   const std::string& value) {
+    try {
+        switch (type) {
+        case genapi::InterfaceType::Integer:
+            return Tgx_setIntegerValue(camera, name.c_str(), std::stoll(value, nullptr, 0));
+        case genapi::InterfaceType::Float:
+            return Tgx_setFloatValue(camera, name.c_str(), std::stod(value));
+        case genapi::InterfaceType::Boolean:
+            return Tgx_setBooleanValue(camera, name.c_str(), value == "true" || value == "1" ? 1U : 0U);
+        case genapi::InterfaceType::String:
+            return Tgx_setStringValue(camera, name.c_str(), value.c_str());
+        case genapi::InterfaceType::Enumeration:
+            return Tgx_setEnumerationValue(camera, name.c_str(), value.c_str());
+        case genapi::InterfaceType::Command:
+            return Tgx_executeCommand(camera, name.c_str());
+        default:
+            return TGX_ERR_INVALID_FEATURE;
+        }
+    } catch (const std::exception&) {
+        return TGX_ERR_INVALID_ARGUMENT; // not a number
+    }
+}
+
+// The structure of the camera's features, from its description; the values
+// come through the library.
+std::optional<genapi::NodeMap> Structure(TgxCameraHandle* camera) {
+    try {
+        return genapi::NodeMap::FromXml(Description(camera));
+    } catch (const std::exception& e) {
+        std::cerr << "tgx: the camera's description: " << e.what() << '\n';
+        return std::nullopt;
+    }
+}
+
+void Walk(TgxCameraHandle* camera, const genapi::Node& node, int depth, nlohmann::json& out, bool json) {
+    const genapi::InterfaceType type = node.GetPrincipalInterfaceType();
+    nlohmann::json entry = {{"name", node.GetName()}, {"type", genapi::ToString(type)}};
+    int32_t status = TGX_OK;
+    if (auto value = ReadValue(camera, node.GetName(), type, status)) {
+        entry["value"] = *value;
+        entry["access"] = "readable";
+    } else if (status == TGX_ERR_FEATURE_WRITE_ONLY) {
+        entry["access"] = "WO";
+    } else if (status != TGX_OK) {
+        entry["error"] = status;
+    }
+    if (!json) {
+        std::cout << std::string(2 * depth, ' ') << node.GetName() << " [" << genapi::ToString(type) << ']';
+        if (entry.contains("value")) {
+            std::cout << " = "
+                      << (entry["value"].is_string() ? entry["value"].get<std::string>() : entry["value"].dump());
+        } else if (entry.contains("access")) {
+            std::cout << " (write only)";
+        }
+        std::cout << '\n';
+    }
+    if (auto category = node.As<genapi::Category>()) {
+        nlohmann::json children = nlohmann::json::array();
+        for (const genapi::Node& child : category->GetFeatures()) {
+            Walk(camera, child, depth + 1, children, json);
+        }
+        entry["features"] = children;
+    }
+    out.push_back(entry);
+}
+
+int RunFeatures(const FeatureOptions& o, const GlobalOptions& options) {
+    ConnectedCamera c;
+    if (!Connect(o.scan, options, c)) {
+        return 2;
+    }
+    auto map = Structure(c.camera);
+    if (!map) {
+        return 1;
+    }
+    auto root = map->GetNode("Root");
+    if (!root) {
+        std::cerr << "tgx: the description has no Root category\n";
+        return 1;
+    }
+    nlohmann::json tree = nlohmann::json::array();
+    Walk(c.camera, *root, 0, tree, options.json);
+    if (options.json) {
+        std::cout << tree.dump(2) << '\n';
+    }
+    return 0;
+}
+
+int RunGetSet(const FeatureOptions& o, const GlobalOptions& options, bool set) {
+    ConnectedCamera c;
+    if (!Connect(o.scan, options, c)) {
+        return 2;
+    }
+    auto map = Structure(c.camera);
+    auto node = map ? map->GetNode(o.feature) : std::nullopt;
+    if (!node) {
+        std::cerr << "tgx: no feature " << o.feature << '\n';
+        return 1;
+    }
+    const genapi::InterfaceType type = node->GetPrincipalInterfaceType();
+    int32_t status = set ? WriteValue(c.camera, o.feature, type, o.value) : TGX_OK;
+    std::optional<nlohmann::json> value;
+    if (status == TGX_OK && type != genapi::InterfaceType::Command) {
+        value = ReadValue(c.camera, o.feature, type, status);
+    }
+    if (status != TGX_OK) {
+        std::cerr << "tgx: " << o.feature << ": " << StatusText(status) << '\n';
+        return 1;
+    }
+    if (options.json) {
+        std::cout << nlohmann::json{{"feature", o.feature}, {"value", value.value_or(nullptr)}}.dump(2) << '\n';
+    } else if (value) {
+        std::cout << (value->is_string() ? value->get<std::string>() : value->dump()) << '\n';
+    }
+    return 0;
+}
+
+int RunXml(const ScanOptions& o, const GlobalOptions& options) {
+    int32_t status = TGX_OK;
+    auto session = Discover(o, options, status);
+    TgxCameraHandle* camera = session ? SelectCamera(*session, o) : nullptr;
+    if (camera == nullptr) {
+        return 2;
+    }
+    const std::string xml = Description(camera);
+    if (xml.empty()) {
+        std::cerr << "tgx: the camera gave no description\n";
+        return 1;
+    }
+    if (options.json) {
+        std::cout << nlohmann::json{{"xml", xml}}.dump(2) << '\n';
+    } else {
+        std::cout << xml;
+    }
+    return 0;
+}
+
+} // namespace
+
+void AddFeatureCommands(CLI::App& app, const GlobalOptions& options, int& exitCode) {
+    auto features = std::make_shared<FeatureOptions>();
+    CLI::App* featuresCommand = app.add_subcommand("features", "The camera's features with type and value");
+    AddScanOptions(featuresCommand, features->scan, true);
+    featuresCommand->callback([features, &options, &exitCode] { exitCode = RunFeatures(*features, options); });
+
+    auto get = std::make_shared<FeatureOptions>();
+    CLI::App* getCommand = app.add_subcommand("get", "Print a feature's value");
+    getCommand->add_option("feature", get->feature, "Feature name")->required();
+    AddScanOptions(getCommand, get->scan, true);
+    getCommand->callback([get, &options, &exitCode] { exitCode = RunGetSet(*get, options, false); });
+
+    auto set = std::make_shared<FeatureOptions>();
+    CLI::App* setCommand = app.add_subcommand("set", "Set a feature (a command runs)");
+    setCommand->add_option("feature", set->feature, "Feature name")->required();
+    setCommand->add_option("value", set->value, "Value; an entry name for enumerations");
+    AddScanOptions(setCommand, set->scan, true);
+    setCommand->callback([set, &options, &exitCode] { exitCode = RunGetSet(*set, options, true); });
+
+    auto xml = std::make_shared<ScanOptions>();
+    CLI::App* xmlCommand = app.add_subcommand("xml", "Print the camera's GenICam description");
+    AddScanOptions(xmlCommand, *xml, true);
+    xmlCommand->callback([xml, &options, &exitCode] { exitCode = RunXml(*xml, options); });
+}
+
+} // namespace tgx

@@ -588,9 +588,10 @@ private:
         if (within(at, cxp::userspace::kBase, cxp::userspace::kBytes)) {
             return Area{cxp::userspace::kBase, cxp::userspace::kBytes, Access::ReadWrite, AreaKind::UserSpace};
         }
-        if (within(at, kDescriptionAddress, config_.description.size())) {
-            return Area{kDescriptionAddress, static_cast<uint32_t>(config_.description.size()), Access::Read,
-                        AreaKind::Description};
+        // Hosts read whole words: the last one is padded with zeros.
+        const auto described = static_cast<uint32_t>((config_.description.size() + 3) / 4 * 4);
+        if (within(at, kDescriptionAddress, described)) {
+            return Area{kDescriptionAddress, described, Access::Read, AreaKind::Description};
         }
         return std::nullopt;
     }
@@ -701,7 +702,9 @@ private:
             std::copy_n(ctx_.memory().begin() + CxpCamera::kUserSpaceOffset + offset, out.size(), out.begin());
             break;
         case AreaKind::Description:
-            std::copy_n(config_.description.begin() + offset, out.size(), out.begin());
+            for (size_t i = 0; i < out.size(); ++i) {
+                out[i] = offset + i < config_.description.size() ? config_.description[offset + i] : 0;
+            }
             break;
         }
     }
@@ -982,14 +985,12 @@ void CxpCamera::onHostData(DeviceContext& ctx, uint32_t link, Channel channel, s
     // A command too short to hold a CRC can't be checked at all.
     const bool checkable = body.size() >= head + 4;
     const bool crcOk = checkable && cxp::crcMatches(body) && !ctx.takeFault(link, kCorruptNextCommand);
-    if (!checkable) {
-        reply.code = AckCode::Malformed;
-    } else if (!crcOk) {
+    const bool tagMismatch =
+        tagged && checkable && !std::all_of(body.begin(), body.begin() + 4, [&](uint8_t b) { return b == tag; });
+    if (checkable && !crcOk) {
         ++s.crcErrors;
         reply.code = AckCode::BadCrc;
-    } else if (tagged && !std::all_of(body.begin(), body.begin() + 4, [&](uint8_t b) { return b == tag; })) {
-        reply.code = AckCode::Malformed;
-    } else if (body.size() < head + 8 + 4) {
+    } else if (!checkable || tagMismatch || body.size() < head + 8 + 4) {
         reply.code = AckCode::Malformed;
     } else {
         const uint8_t opcode = body[head];

@@ -471,7 +471,7 @@ bool takeAckByQueue(BoardAccess& board, uint32_t port, const Packet& packet, uin
     if (status == 0x00000000u || status == 0x04040404u) {
         size_t expected = head + 8 + 4;
         if (status == 0 && body.size() >= head + 8) {
-            expected += (loadBe32(body.data() + head + 4) + 3) / 4 * 4;
+            expected += (size_t{loadBe32(body.data() + head + 4)} + 3) / 4 * 4;
         }
         if (body.size() != expected || !crcMatches(body)) {
             return false;

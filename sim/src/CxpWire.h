@@ -162,7 +162,9 @@ struct Packet {
 // SOP x4, type x4, data..., EOP x4, and nothing else: anything that breaks
 // this framing gives nothing, as a receiver can't tell where a packet is.
 inline std::optional<Packet> parsePacket(std::span<const uint8_t> wire) {
-    if (wire.size() % 2 != 0 || wire.size() < 2 * 12) {
+    // Markers and type: twelve characters of two bytes.
+    constexpr size_t kShortest = 24;
+    if (wire.size() % 2 != 0 || wire.size() < kShortest) {
         return std::nullopt;
     }
     const size_t chars = wire.size() / 2;

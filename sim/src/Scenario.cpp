@@ -168,13 +168,16 @@ DesignChoice parseDesign(const Checker& check, const json& value, const std::str
         if (!initial.is_object()) {
             check.fail(path + ".initial", "expected an object of register names and values");
         }
-        for (const auto& [name, number] : initial.items()) {
-            const std::string at = path + ".initial." + name;
+        for (const auto& item : initial.items()) {
+            const std::string& name = item.key();
+            std::string at = path;
+            at += ".initial.";
+            at += name;
             const auto& regs = design.base->registers;
             if (std::none_of(regs.begin(), regs.end(), [&](const RegisterDef& r) { return r.name == name; })) {
                 check.fail(at, "design '" + std::string(design.base->name) + "' has no register '" + name + "'");
             }
-            design.initial.emplace_back(name, parseRegisterValue(check, number, at));
+            design.initial.emplace_back(name, parseRegisterValue(check, item.value(), at));
         }
     }
     return design;

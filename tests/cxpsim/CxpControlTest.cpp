@@ -124,6 +124,83 @@ TEST_F(RegisterPath, PacketWithoutStartMarkerIsIgnored) {
     EXPECT_EQ(cameraCounter(0, 0, 12), 1u) << "the camera counts what it couldn't frame";
 }
 
+TEST_F(RegisterPath, DroppedAcknowledgeLeavesTheNextOneToTheNextCommand) {
+    ASSERT_EQ(orva_sim_inject_fault(0, 0, "drop-next-ack", 1), ORVA_SIM_OK);
+    sendRows(board, 0, registerRows(commandBody(false, 0x0000, 4)));
+    const auto ack = exchangeByRegisters(board, 0, commandBody(false, 0x0004, 4));
+    ASSERT_EQ(ack.size(), 4u);
+    EXPECT_EQ(ack[2], swap32(0x00020000)) << "the first answer to arrive is the one to the revision";
+    EXPECT_EQ(cameraCounter(0, 0, 20), 1u) << "the camera counts what it dropped";
+    EXPECT_EQ(orva_sim_pending_fault(0, 0, "drop-next-ack"), 0);
+}
+
+TEST_F(RegisterPath, LateAcknowledgeComesAfterThoseOfOtherLinks) {
+    ASSERT_EQ(orva_sim_inject_fault(0, 0, "late-next-ack", 1), ORVA_SIM_OK);
+    sendRows(board, 0, registerRows(commandBody(false, 0x0000, 4)));
+    ASSERT_EQ(exchangeByRegisters(board, 1, commandBody(false, 0x4004, 4)).size(), 4u);
+    EXPECT_NE(get(board, "CxpRxCmdAckPacketData_0") >> 33 & 1, 0u) << "nothing yet on the late link";
+    const auto late = receiveByRegisters(board, 0, 5000);
+    ASSERT_EQ(late.size(), 4u);
+    EXPECT_EQ(late[2], swap32(0xC0A79AE5));
+}
+
+TEST_F(RegisterPath, CorruptedAcknowledgeFailsItsCrcOrItsStatus) {
+    ASSERT_EQ(orva_sim_inject_fault(0, 0, "corrupt-next-ack", 2), ORVA_SIM_OK);
+    const auto data = exchangeByRegisters(board, 0, commandBody(false, 0x0000, 4));
+    ASSERT_EQ(data.size(), 4u);
+    EXPECT_NE(data.back(), packetCrc(std::span(data).first(3)));
+    const uint32_t hostId[] = {swap32(1)};
+    EXPECT_EQ(exchangeByRegisters(board, 0, commandBody(true, 0x4008, 4, hostId)), (std::vector<uint32_t>{0x01010100}))
+        << "a status word that isn't one";
+    const auto clean = exchangeByRegisters(board, 0, commandBody(false, 0x0000, 4));
+    ASSERT_EQ(clean.size(), 4u);
+    EXPECT_EQ(clean.back(), packetCrc(std::span(clean).first(3)));
+}
+
+TEST_F(RegisterPath, WaitAndTentativeAcknowledgesComeBeforeTheFinalOne) {
+    ASSERT_EQ(orva_sim_inject_fault(0, 0, "wait-next-ack", 1), ORVA_SIM_OK);
+    const uint32_t hostId[] = {swap32(1)};
+    const auto wait = exchangeByRegisters(board, 0, commandBody(true, 0x4008, 4, hostId));
+    ASSERT_EQ(wait.size(), 3u);
+    EXPECT_EQ(wait[0], kAckWait);
+    EXPECT_EQ(swap32(wait[1]), 100u) << "the time to wait, in ms";
+    EXPECT_EQ(wait[2], packetCrc(std::span(wait).first(2)));
+    EXPECT_EQ(receiveByRegisters(board, 0), (std::vector<uint32_t>{kAckFinal}));
+
+    ASSERT_EQ(orva_sim_inject_fault(0, 0, "tentative-next-ack", 1), ORVA_SIM_OK);
+    sendRows(board, 0, registerRows(commandBody(false, 0x0000, 4)));
+    EXPECT_EQ(receiveByRegisters(board, 0), (std::vector<uint32_t>{kAckTentative}));
+    const auto final = receiveByRegisters(board, 0);
+    ASSERT_EQ(final.size(), 4u);
+    EXPECT_EQ(final[2], swap32(0xC0A79AE5));
+}
+
+TEST_F(RegisterPath, CameraOfSlowWritesAnnouncesItsWait) {
+    load(R"({"boards":[{"index":0,"type":"0xA64","serial":1,"design":"cxp-dual-1","ports":1,
+      "cameras":[{"model":"cxp-camera","ports":[0],"params":{"waitAckMs":40,"tentativeAcks":true}}]}]})");
+    board = open(0);
+    const uint32_t width[] = {swap32(640)};
+    sendRows(board, 0, registerRows(commandBody(true, 0x10000, 4, width)));
+    EXPECT_EQ(receiveByRegisters(board, 0), (std::vector<uint32_t>{kAckTentative}));
+    const auto wait = receiveByRegisters(board, 0);
+    ASSERT_EQ(wait.size(), 3u);
+    EXPECT_EQ(wait[0], kAckWait);
+    EXPECT_EQ(swap32(wait[1]), 40u);
+    EXPECT_EQ(receiveByRegisters(board, 0), (std::vector<uint32_t>{kAckFinal}));
+    // Reads need no wait.
+    sendRows(board, 0, registerRows(commandBody(false, 0x10000, 4)));
+    EXPECT_EQ(receiveByRegisters(board, 0), (std::vector<uint32_t>{kAckTentative}));
+    const auto read = receiveByRegisters(board, 0);
+    ASSERT_EQ(read.size(), 4u);
+    EXPECT_EQ(read[2], swap32(640));
+}
+
+TEST_F(RegisterPath, FaultsTheCameraDoesntKnowAreRefused) {
+    EXPECT_EQ(orva_sim_inject_fault(0, 0, "drop-next-answer", 1), ORVA_SIM_ERR_UNKNOWN_FAULT);
+    EXPECT_NE(std::string(orva_sim_last_error()).find("drop-next-ack"), std::string::npos) << "it names those it knows";
+    EXPECT_EQ(orva_sim_inject_fault(0, 2, "drop-next-ack", 1), ORVA_SIM_ERR_NO_CAMERA);
+}
+
 // The default set-up: board 0 with the queue path, a camera of two links on
 // ports 0 and 1, and one of one link (revision 1.1) on port 2.
 class QueuePath : public CxpTest {
@@ -195,6 +272,22 @@ TEST_F(QueuePath, CommandCorruptedOnTheCableIsAnsweredWithBadCrc) {
     EXPECT_EQ(exchangeByQueue(board, 0, commandBody(false, 0x0000, 4)), (std::vector<uint32_t>{1, kAckBadCrc}));
     EXPECT_EQ(exchangeByQueue(board, 0, commandBody(false, 0x0000, 4)),
               (std::vector<uint32_t>{3, kAckWithData, swap32(4), swap32(0xC0A79AE5)}));
+}
+
+TEST_F(QueuePath, BoardDropsAnAcknowledgeWhoseCrcFails) {
+    ASSERT_EQ(orva_sim_inject_fault(0, 0, "corrupt-next-ack", 1), ORVA_SIM_OK);
+    sendQueue(board, 0, queueCommand(commandBody(false, 0x0000, 4)));
+    EXPECT_EQ(exchangeByQueue(board, 0, commandBody(false, 0x0004, 4)),
+              (std::vector<uint32_t>{3, kAckWithData, swap32(4), swap32(0x00020000)}))
+        << "the first acknowledge to come through is the second one";
+}
+
+TEST_F(QueuePath, WaitAcknowledgeArrivesWithoutItsCrc) {
+    ASSERT_EQ(orva_sim_inject_fault(0, 0, "wait-next-ack", 1), ORVA_SIM_OK);
+    const uint32_t hostId[] = {swap32(1)};
+    EXPECT_EQ(exchangeByQueue(board, 0, commandBody(true, 0x4008, 4, hostId)),
+              (std::vector<uint32_t>{2, kAckWait, swap32(100)}));
+    EXPECT_EQ(receiveQueue(board, 0), (std::vector<uint32_t>{1, kAckFinal}));
 }
 
 TEST_F(QueuePath, ControlQueuesOfAPortAreOnlyItsOwn) {

@@ -4,6 +4,7 @@
 #include <chrono>
 #include <cstring>
 #include <exception>
+#include <fstream>
 #include <thread>
 
 #include "impl/core/ControllerFactory.h"
@@ -219,6 +220,49 @@ int32_t CDriver::GetBoardProperty(const char* name, void* value, uint32_t type, 
 
 int32_t CDriver::SetBoardProperty(const char* name, void* value, uint32_t type, uint32_t* extra) {
     return controller_ ? controller_->SetBoardProperty(name, value, type, extra) : TGX_ERR_NOT_IMPLEMENTED;
+}
+
+int32_t CDriver::StoreLowLevelLinkProfile(const char* fileName) {
+    if (!controller_) {
+        return TGX_ERR_INVALID_BOARD_HANDLE;
+    }
+    std::ofstream out(fileName);
+    if (!out) {
+        return TGX_ERR_FILE_ACCESS;
+    }
+    out << "# low level link profile v1.0\n";
+    out << "mux=0x" << std::hex << controller_->GetDiscoverySelector() << std::dec << '\n';
+    const uint32_t ports = controller_->GetNrOfPorts();
+    for (uint32_t i = 0; i < ports; ++i) {
+        IPortInterface* port = controller_->GetPort(i);
+        out << "dl_" << i << '=';
+        if (port != nullptr) {
+            out << HighWord(port->GetAppletMasterId()) << ',' << LowWord(port->GetAppletMasterId()) << '\n';
+        } else {
+            out << "-1,-1\n";
+        }
+    }
+    for (uint32_t i = 0; i < ports; ++i) {
+        IPortInterface* port = controller_->GetPort(i);
+        out << "speed_" << i << '=';
+        if (port != nullptr) {
+            out << port->GetLinkSpeed() << '\n';
+        } else {
+            out << "-1\n";
+        }
+    }
+    out.close();
+    return out ? TGX_OK : TGX_ERR_FILE_ACCESS;
+}
+
+int32_t CDriver::RestoreLowLevelLinkProfile(const char* fileName) {
+    if (!controller_) {
+        return TGX_ERR_INVALID_BOARD_HANDLE;
+    }
+    if (!std::ifstream(fileName)) {
+        return TGX_ERR_FILE_ACCESS;
+    }
+    return TGX_ERR_INVALID_ARGUMENT;
 }
 
 int32_t CDriver::PowerSwitch(uint32_t portMask, uint32_t command) {

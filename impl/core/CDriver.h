@@ -63,6 +63,12 @@ public:
     int32_t GetBoardProperty(const char* name, void* value, uint32_t type, uint32_t* extra);
     int32_t SetBoardProperty(const char* name, void* value, uint32_t type, uint32_t* extra);
 
+    // The design's link routing as a text file; TGX_ERR_FILE_ACCESS if it
+    // can't be written. A restore has no effect yet: it checks the file and
+    // gives TGX_ERR_INVALID_ARGUMENT.
+    int32_t StoreLowLevelLinkProfile(const char* fileName);
+    int32_t RestoreLowLevelLinkProfile(const char* fileName);
+
     // 0 off, 1 on, 2 off-pause-on; other commands do nothing. Always 0.
     int32_t PowerSwitch(uint32_t portMask, uint32_t command);
 

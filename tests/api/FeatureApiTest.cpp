@@ -5,45 +5,12 @@
 
 #include "include/tgx_genicam.h"
 #include "tests/api/ApiTestSupport.h"
+#include "tests/api/TestCameraDescription.h"
 
 using orva::core::kLinkIndexMaster;
 using orva::test::ApiTest;
 
 namespace {
-
-constexpr const char* kDescription = R"(<?xml version="1.0" encoding="utf-8"?>
-<RegisterDescription ModelName="TestCamera" VendorName="Orva" ToolTip="" StandardNameSpace="None"
-  SchemaMajorVersion="1" SchemaMinorVersion="1" SchemaSubMinorVersion="0" MajorVersion="1" MinorVersion="0"
-  SubMinorVersion="0" ProductGuid="11111111-2222-3333-4444-555555555555"
-  VersionGuid="11111111-2222-3333-4444-666666666666" xmlns="http://www.genicam.org/GenApi/Version_1_1">
-  <Category Name="Root"><pFeature>Width</pFeature><pFeature>PixelFormat</pFeature></Category>
-  <Integer Name="Width"><pValue>WidthReg</pValue><Min>16</Min><Max>4096</Max><Inc>16</Inc></Integer>
-  <IntReg Name="WidthReg"><Address>0x100</Address><Length>4</Length><AccessMode>RW</AccessMode>
-    <pPort>Device</pPort><Sign>Unsigned</Sign><Endianess>BigEndian</Endianess></IntReg>
-  <IntReg Name="SensorWidth"><Address>0x104</Address><Length>4</Length><AccessMode>RO</AccessMode>
-    <pPort>Device</pPort><Sign>Unsigned</Sign><Endianess>BigEndian</Endianess></IntReg>
-  <IntReg Name="Secret"><Address>0x108</Address><Length>4</Length><AccessMode>WO</AccessMode>
-    <pPort>Device</pPort><Sign>Unsigned</Sign><Endianess>BigEndian</Endianess></IntReg>
-  <FloatReg Name="ExposureTime"><Address>0x110</Address><Length>4</Length><AccessMode>RW</AccessMode>
-    <pPort>Device</pPort><Endianess>BigEndian</Endianess></FloatReg>
-  <Boolean Name="ReverseX"><pValue>ReverseXReg</pValue><OnValue>1</OnValue><OffValue>0</OffValue></Boolean>
-  <IntReg Name="ReverseXReg"><Address>0x114</Address><Length>4</Length><AccessMode>RW</AccessMode>
-    <pPort>Device</pPort><Sign>Unsigned</Sign><Endianess>BigEndian</Endianess></IntReg>
-  <StringReg Name="DeviceUserID"><Address>0x200</Address><Length>16</Length><AccessMode>RW</AccessMode>
-    <pPort>Device</pPort></StringReg>
-  <Enumeration Name="PixelFormat">
-    <EnumEntry Name="Mono8"><Value>1</Value></EnumEntry>
-    <EnumEntry Name="Mono16"><Value>2</Value></EnumEntry>
-    <pValue>PixelFormatReg</pValue>
-  </Enumeration>
-  <IntReg Name="PixelFormatReg"><Address>0x118</Address><Length>4</Length><AccessMode>RW</AccessMode>
-    <pPort>Device</pPort><Sign>Unsigned</Sign><Endianess>BigEndian</Endianess></IntReg>
-  <Command Name="AcquisitionStart"><pValue>AcquisitionReg</pValue><CommandValue>1</CommandValue></Command>
-  <IntReg Name="AcquisitionReg"><Address>0x11C</Address><Length>4</Length><AccessMode>RW</AccessMode>
-    <pPort>Device</pPort><Sign>Unsigned</Sign><Endianess>BigEndian</Endianess></IntReg>
-  <Port Name="Device"/>
-</RegisterDescription>
-)";
 
 class Features : public ApiTest {
 protected:
@@ -53,7 +20,7 @@ protected:
         ASSERT_EQ(Tgx_initBoard(OpenGrabber(0), 0, &board), TGX_OK);
         fake = orva::test::gLastFakeController;
         fake->port(0).SetCamera(kLinkIndexMaster, 1, 0);
-        fake->port(0).SetDescription(kDescription);
+        fake->port(0).SetDescription(orva::test::kDescription);
         ASSERT_EQ(Tgx_scanPorts(board, 0x1, 1000, 0), TGX_OK);
         ASSERT_EQ(Tgx_getCamera(board, 0, &camera), TGX_OK);
         Register(0x100, 640);
@@ -184,17 +151,17 @@ TEST_F(Features, TheDescriptionComesFromTheCameraOrFromTheApplication) {
     EXPECT_EQ(size, 0U) << "nothing fetched yet";
     ASSERT_EQ(Tgx_loadCameraXml(camera), TGX_OK);
     ASSERT_EQ(Tgx_getGenICamXML(camera, nullptr, &size), TGX_OK);
-    ASSERT_EQ(size, std::strlen(kDescription));
+    ASSERT_EQ(size, std::strlen(orva::test::kDescription));
     std::string text(size, '\0');
     uint32_t small = size - 1;
     EXPECT_EQ(Tgx_getGenICamXML(camera, text.data(), &small), TGX_ERR_INVALID_ARGUMENT);
     EXPECT_EQ(small, size - 1);
     ASSERT_EQ(Tgx_getGenICamXML(camera, text.data(), &size), TGX_OK);
-    EXPECT_EQ(text, kDescription);
+    EXPECT_EQ(text, orva::test::kDescription);
 
     // A description given by the application is used without a fetch.
     const int fetches = fake->port(0).GetXmlInfoCalls;
-    ASSERT_EQ(Tgx_setGenICamXML(camera, kDescription, 0), TGX_OK);
+    ASSERT_EQ(Tgx_setGenICamXML(camera, orva::test::kDescription, 0), TGX_OK);
     ASSERT_EQ(Tgx_connectCamera(camera), TGX_OK);
     EXPECT_EQ(fake->port(0).GetXmlInfoCalls, fetches);
     ASSERT_EQ(Tgx_disconnectCamera(camera), TGX_OK);
@@ -213,7 +180,7 @@ TEST_F(Features, ABrokenDescriptionIsRefusedAndFetchedAgainNextTime) {
 
 TEST_F(Features, ADescriptionFromAFile) {
     const std::string path = ::testing::TempDir() + "tgx-feature-" + std::to_string(getpid()) + ".xml";
-    std::ofstream(path) << kDescription;
+    std::ofstream(path) << orva::test::kDescription;
     EXPECT_EQ(Tgx_connectCameraWithExternalXml(camera, path.c_str()), TGX_OK);
     int64_t width = 0;
     EXPECT_EQ(Tgx_getIntegerValue(camera, "Width", &width), TGX_OK);

@@ -69,8 +69,6 @@ public:
     LinkSignal signal(DeviceContext& ctx, uint32_t link) const override;
     uint32_t currentDrawMa(DeviceContext& ctx, uint32_t link) const override;
 
-    const CxpCameraConfig& config() const { return config_; }
-
 private:
     CxpCameraConfig config_;
 };

@@ -5,6 +5,8 @@
 #include "CxpTestSupport.h"
 
 #include <array>
+#include <cstring>
+#include <random>
 
 namespace orva::cxpsimtest {
 namespace {
@@ -201,6 +203,29 @@ TEST_F(RegisterPath, FaultsTheCameraDoesntKnowAreRefused) {
     EXPECT_EQ(orva_sim_inject_fault(0, 2, "drop-next-ack", 1), ORVA_SIM_ERR_NO_CAMERA);
 }
 
+TEST_F(RegisterPath, GarbageInTheCommandFifoLeavesTheChannelWorking) {
+    std::mt19937 random(20240601);
+    for (int packet = 0; packet < 200; ++packet) {
+        std::vector<Row> rows;
+        const int words = static_cast<int>(random() % 40);
+        for (int i = 0; i < words; ++i) {
+            rows.emplace_back(static_cast<uint32_t>(random()), static_cast<uint32_t>(random() % 2));
+        }
+        // Sometimes well framed around a random body, sometimes not at all.
+        if (packet % 2 == 0) {
+            rows.insert(rows.begin(), {{kStartOfPacket, 1}, {kCommandType, 0}});
+            rows.emplace_back(kEndOfPacket, 3);
+        } else {
+            rows.emplace_back(static_cast<uint32_t>(random()), 3);
+        }
+        sendRows(board, 0, rows);
+    }
+    drainRegisters(board, 0);
+    const auto ack = exchangeByRegisters(board, 0, commandBody(false, 0x0000, 4));
+    ASSERT_EQ(ack.size(), 4u);
+    EXPECT_EQ(ack[2], swap32(0xC0A79AE5));
+}
+
 // The default set-up: board 0 with the queue path, a camera of two links on
 // ports 0 and 1, and one of one link (revision 1.1) on port 2.
 class QueuePath : public CxpTest {
@@ -288,6 +313,28 @@ TEST_F(QueuePath, WaitAcknowledgeArrivesWithoutItsCrc) {
     EXPECT_EQ(exchangeByQueue(board, 0, commandBody(true, 0x4008, 4, hostId)),
               (std::vector<uint32_t>{2, kAckWait, swap32(100)}));
     EXPECT_EQ(receiveQueue(board, 0), (std::vector<uint32_t>{1, kAckFinal}));
+}
+
+TEST_F(QueuePath, GarbageInTheCommandQueueLeavesTheChannelWorking) {
+    std::mt19937 random(20240602);
+    for (int packet = 0; packet < 200; ++packet) {
+        std::vector<uint32_t> words(random() % 40);
+        for (auto& w : words) {
+            w = static_cast<uint32_t>(random());
+        }
+        if (packet % 2 == 0 && !words.empty()) {
+            words[0] = static_cast<uint32_t>(words.size() - 1); // a header that fits
+        }
+        std::vector<uint8_t> bytes(words.size() * 4 + random() % 4);
+        if (!words.empty()) {
+            std::memcpy(bytes.data(), words.data(), words.size() * 4);
+        }
+        ASSERT_GE(hal.OHalDataQueueWriteBufferLong(board, 3, bytes.data(), static_cast<uint32_t>(bytes.size()), 0), 0);
+    }
+    while (!receiveQueue(board, 0, 20).empty()) {
+    }
+    EXPECT_EQ(exchangeByQueue(board, 0, commandBody(false, 0x0000, 4)),
+              (std::vector<uint32_t>{3, kAckWithData, swap32(4), swap32(0xC0A79AE5)}));
 }
 
 TEST_F(QueuePath, ControlQueuesOfAPortAreOnlyItsOwn) {

@@ -206,8 +206,9 @@ TEST_F(RegisterPath, FaultsTheCameraDoesntKnowAreRefused) {
 TEST_F(RegisterPath, GarbageInTheCommandFifoLeavesTheChannelWorking) {
     std::mt19937 random(20240601);
     for (int packet = 0; packet < 200; ++packet) {
-        std::vector<Row> rows;
         const int words = static_cast<int>(random() % 40);
+        std::vector<Row> rows;
+        rows.reserve(static_cast<size_t>(words) + 3);
         for (int i = 0; i < words; ++i) {
             rows.emplace_back(static_cast<uint32_t>(random()), static_cast<uint32_t>(random() % 2));
         }

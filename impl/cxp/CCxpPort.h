@@ -23,6 +23,8 @@
 // opened (std::runtime_error "can not open the requested lock").
 #pragma once
 
+#include <array>
+#include <atomic>
 #include <cstdint>
 #include <memory>
 #include <mutex>
@@ -223,21 +225,33 @@ private:
         int32_t ledModeSelectRead = 0;
     };
 
+    // Outcome of the acknowledges of one command packet.
+    struct AckPass {
+        uint32_t done = 0;         // words transferred so far
+        uint32_t payloadWords = 0; // data words of this packet (writes)
+        uint32_t resends = 0;      // re-sends left for malformed answers
+    };
+
     bool IsQueuePath() const { return gtxIf_ == kGtxIfQueue; }
+    std::string LockName(const char* suffix) const;
+    uint32_t ChunkBytes();
     int32_t RegisterRead(int32_t reg, uint64_t& value) const;
     int32_t RegisterWrite(int32_t reg, uint64_t value) const;
-    // Polls `reg` until bit `bit` reads as `set`; bounded, TGX_ERR_LINK_TIMEOUT.
-    int32_t WaitForBit(int32_t reg, uint32_t bit, bool set) const;
+    // Polls bit `bit` of `reg` until it reads as `set`; bounded in time, then
+    // TGX_ERR_LINK_TIMEOUT.
+    int32_t WaitForBit(int32_t reg, uint32_t bit, bool set, const char* what);
     int32_t SendPacket(const std::vector<uint32_t>& packet, uint32_t timeoutMs);
-    int32_t ReceiveAcknowledges(bool isWrite, uint32_t* buffer, uint32_t words, uint32_t& done, uint32_t& payloadWords,
-                                uint8_t sentTag, uint32_t& resends, uint32_t timeoutMs);
+    int32_t ReceiveAcknowledges(bool isWrite, uint32_t* buffer, uint32_t words, uint8_t sentTag, uint32_t timeoutMs,
+                                AckPass& pass);
     int32_t ProgramDownlink(uint32_t speed);
+    void NegotiateVersion();
+    void WriteVersionUsed(uint32_t version);
     int32_t ReadRegister32(uint32_t address, uint32_t& value);
     int32_t WriteRegister32(uint32_t address, uint32_t value);
     int32_t ReadString(uint32_t address, uint32_t size, std::string& text);
     int32_t ReadManifestUrl(std::string& url);
 
-    orva::tools::logging::Logger* logger_ = nullptr;
+    std::atomic<orva::tools::logging::Logger*> logger_{nullptr};
     const uint32_t portNumber_;
     uint32_t appletPort_;
     uint32_t masterId_ = kUnknown;
@@ -249,8 +263,9 @@ private:
     uint32_t waitAfterLinkLockFound_ = 0;
     uint32_t toleratedNitErrors_ = 5;
     uint32_t toleratedIntervals_ = 30;
-    uint32_t lastNitCount_ = 0;
-    uint32_t criticalIntervals_ = 0;
+    // Polled from any thread without a lock.
+    std::atomic<uint32_t> lastNitCount_{0};
+    std::atomic<uint32_t> criticalIntervals_{0};
     bool skipRegisterCheck_ = false;
     uint32_t magicValue_ = kUnknown;
     uint32_t xmlManifestSize_ = kUnknown;
@@ -261,8 +276,9 @@ private:
     bool tagMode_ = false;
     uint8_t tagCounter_ = 0;
     OHalDevice* const device_;
-    uint32_t dataQueues_[4] = {kUnknown, kUnknown, kUnknown, kUnknown};
-    bool queueLocksHeld_[2] = {false, false};
+    // Queue 0 receives, queue 3 sends; kUnknown on the register path.
+    std::array<uint32_t, 4> dataQueues_{kUnknown, kUnknown, kUnknown, kUnknown};
+    std::array<bool, 2> queueLocksHeld_{false, false}; // of queues 0 and 3
     const uint32_t gtxIf_;
     uint32_t boardIndex_ = 0;
     BoardRegisters boardRegs_;

@@ -69,7 +69,7 @@ TEST_F(Handles, EveryOperationRefusesAHandleItDidNotGive) {
         EXPECT_EQ(hal.OHalCameraCtrlIsAvailable(bad), ORVA_SIM_ERR_INVALID_HANDLE);
         EXPECT_EQ(hal.OHalCameraCtrlReset(bad), ORVA_SIM_ERR_INVALID_HANDLE);
         EXPECT_EQ(hal.OHalCameraCtrlSetPortMap(bad, 0, 0), ORVA_SIM_ERR_INVALID_HANDLE);
-        EXPECT_EQ(hal.OHalCameraCtrlSetPortPowerState(bad, 0, 1), ORVA_SIM_ERR_INVALID_HANDLE);
+        EXPECT_EQ(hal.OHalCameraCtrlSetPortPowerState(bad, 0, 2), ORVA_SIM_ERR_INVALID_HANDLE);
         EXPECT_EQ(hal.OHalReadFirmware(bad, 0, buffer, 8), ORVA_SIM_ERR_INVALID_HANDLE);
         EXPECT_EQ(hal.OHalFreeDevice(bad), ORVA_SIM_ERR_INVALID_HANDLE);
         EXPECT_EQ(hal.DsgGetRegisterByName(reinterpret_cast<DsgDesign*>(bad), "Scratch"), ORVA_SIM_ERR_INVALID_HANDLE);
@@ -93,14 +93,14 @@ TEST_F(Handles, CameraControlOnlyWhereTheDesignHasIt) {
     for (uint32_t board : {1u, 2u, 3u}) {
         OHalDevice* device = open(board);
         EXPECT_LT(hal.OHalCameraCtrlIsAvailable(device), 0) << "board " << board;
-        EXPECT_EQ(hal.OHalCameraCtrlSetPortPowerState(device, 0, 1), ORVA_SIM_ERR_NOT_SUPPORTED);
+        EXPECT_EQ(hal.OHalCameraCtrlSetPortPowerState(device, 0, 2), ORVA_SIM_ERR_NOT_SUPPORTED);
     }
 }
 
 TEST_F(Handles, PortSettingsAreKeptUntilTheCameraControlIsReset) {
     OHalDevice* device = open(0);
     ASSERT_EQ(hal.OHalCameraCtrlSetPortMap(device, 0x33221100u, 0x77665544u), ORVA_SIM_OK);
-    ASSERT_EQ(hal.OHalCameraCtrlSetPortPowerState(device, 3, 1), ORVA_SIM_OK);
+    ASSERT_EQ(hal.OHalCameraCtrlSetPortPowerState(device, 3, 2), ORVA_SIM_OK);
     ASSERT_EQ(hal.OHalCameraCtrlSetPortDataPathState(device, 3, 1), ORVA_SIM_OK);
     ASSERT_EQ(hal.OHalCameraCtrlSetPortDataPathSpeed(device, 3, 6250), ORVA_SIM_OK);
     ASSERT_EQ(hal.OHalCameraCtrlSetPortCxpStandardVersion(device, 3, 0x20), ORVA_SIM_OK);
@@ -123,19 +123,22 @@ TEST_F(Handles, PortSettingsAreKeptUntilTheCameraControlIsReset) {
     EXPECT_EQ(info.ledState, 0u);
     EXPECT_EQ(info.power, static_cast<uint32_t>(ORVA_SIM_POWER_ON)) << "a controller reset doesn't cut power";
 
-    EXPECT_EQ(hal.OHalCameraCtrlSetPortPowerState(device, 4, 1), ORVA_SIM_ERR_NO_SUCH_PORT);
+    EXPECT_EQ(hal.OHalCameraCtrlSetPortPowerState(device, 4, 2), ORVA_SIM_ERR_NO_SUCH_PORT);
     EXPECT_EQ(hal.OHalCameraCtrlSetPortDataPathSpeed(device, 99, 1250), ORVA_SIM_ERR_NO_SUCH_PORT);
 }
 
 TEST_F(Handles, PowerCanBeSwitchedAndTrippedFromOutside) {
     OHalDevice* device = open(0);
     EXPECT_EQ(orva_sim_get_power(0, 0), ORVA_SIM_POWER_OFF);
-    ASSERT_EQ(hal.OHalCameraCtrlSetPortPowerState(device, 0, 1), ORVA_SIM_OK);
+    ASSERT_EQ(hal.OHalCameraCtrlSetPortPowerState(device, 0, 2), ORVA_SIM_OK);
     EXPECT_EQ(orva_sim_get_power(0, 0), ORVA_SIM_POWER_ON);
     ASSERT_EQ(orva_sim_set_power(0, 0, ORVA_SIM_POWER_TRIPPED), ORVA_SIM_OK);
     EXPECT_EQ(orva_sim_get_power(0, 0), ORVA_SIM_POWER_TRIPPED);
-    ASSERT_EQ(hal.OHalCameraCtrlSetPortPowerState(device, 0, 1), ORVA_SIM_OK);
+    ASSERT_EQ(hal.OHalCameraCtrlSetPortPowerState(device, 0, 2), ORVA_SIM_OK);
     EXPECT_EQ(orva_sim_get_power(0, 0), ORVA_SIM_POWER_ON) << "switching again clears the trip";
+    ASSERT_EQ(hal.OHalCameraCtrlSetPortPowerState(device, 0, 1), ORVA_SIM_OK);
+    EXPECT_EQ(orva_sim_get_power(0, 0), ORVA_SIM_POWER_OFF);
+    EXPECT_EQ(hal.OHalCameraCtrlSetPortPowerState(device, 0, 3), ORVA_SIM_ERR_INVALID_ARGUMENT);
     EXPECT_EQ(orva_sim_set_power(0, 0, 7), ORVA_SIM_ERR_INVALID_ARGUMENT);
     EXPECT_EQ(orva_sim_get_power(0, 4), ORVA_SIM_ERR_NO_SUCH_PORT);
     EXPECT_EQ(orva_sim_get_power(8, 0), ORVA_SIM_ERR_NO_SUCH_BOARD);

@@ -52,7 +52,7 @@ protected:
         return buffer;
     }
     void power(uint32_t port, bool on) {
-        ASSERT_EQ(hal.OHalCameraCtrlSetPortPowerState(board, port, on ? 1 : 0), ORVA_SIM_OK) << orva_sim_last_error();
+        ASSERT_EQ(hal.OHalCameraCtrlSetPortPowerState(board, port, on ? 2 : 1), ORVA_SIM_OK) << orva_sim_last_error();
     }
     // The echo camera's counters in its persistent memory: answered, dropped.
     std::array<uint32_t, 2> echoCounters(uint32_t boardIndex, uint32_t port) {

@@ -145,10 +145,10 @@ TEST_F(Registers, TimeCounterRunsOnFromTheValueWritten) {
 TEST_F(Registers, PortPowerStatusFollowsThePorts) {
     OHalDevice* device = open(0);
     EXPECT_EQ(readRegister(device, "PortPowerStatus"), 0u) << "CoaXPress ports start unpowered";
-    ASSERT_EQ(hal.OHalCameraCtrlSetPortPowerState(device, 1, 1), ORVA_SIM_OK);
+    ASSERT_EQ(hal.OHalCameraCtrlSetPortPowerState(device, 1, 2), ORVA_SIM_OK);
     ASSERT_EQ(orva_sim_set_power(0, 2, ORVA_SIM_POWER_TRIPPED), ORVA_SIM_OK);
     EXPECT_EQ(readRegister(device, "PortPowerStatus"), (1u << 1) | (1u << (16 + 2)));
-    ASSERT_EQ(hal.OHalCameraCtrlSetPortPowerState(device, 1, 0), ORVA_SIM_OK);
+    ASSERT_EQ(hal.OHalCameraCtrlSetPortPowerState(device, 1, 1), ORVA_SIM_OK);
     EXPECT_EQ(readRegister(device, "PortPowerStatus"), 1u << (16 + 2));
 }
 

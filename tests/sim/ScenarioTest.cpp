@@ -35,10 +35,18 @@ TEST_F(Scenarios, DefaultSetUpHasOneBoardOfEachTechnology) {
         EXPECT_EQ(boards[i].index, i);
         EXPECT_EQ(boards[i].type, types[i]);
         EXPECT_EQ(boards[i].ports, ports[i]);
-        orva_sim_port_info info{};
-        ASSERT_EQ(orva_sim_get_port_info(i, 0, &info), ORVA_SIM_OK);
-        EXPECT_EQ(info.camera, -1) << "no cameras yet";
     }
+    // Board 0 carries the CoaXPress cameras: a two-link one on ports 0 and 1,
+    // a single-link one on port 2; port 3 is free.
+    orva_sim_port_info info{};
+    ASSERT_EQ(orva_sim_get_port_info(0, 1, &info), ORVA_SIM_OK);
+    EXPECT_EQ(info.camera, 0);
+    EXPECT_EQ(info.link, 1U);
+    EXPECT_STREQ(info.model, "cxp-camera");
+    ASSERT_EQ(orva_sim_get_port_info(0, 2, &info), ORVA_SIM_OK);
+    EXPECT_EQ(info.camera, 1);
+    ASSERT_EQ(orva_sim_get_port_info(0, 3, &info), ORVA_SIM_OK);
+    EXPECT_EQ(info.camera, -1);
 }
 
 TEST_F(Scenarios, BoardsAndCamerasAreSetUpAsWritten) {

@@ -112,9 +112,9 @@ TEST_F(Tool, FailuresSayWhatWentWrongAndExitNonZero) {
     EXPECT_NE(result.exitCode, 0);
     EXPECT_THAT(result.output, HasSubstr("boards[0].ports"));
 
-    result = run("fault 0 0 drop-next-answer");
+    result = run("fault 0 3 drop-next-answer");
     EXPECT_NE(result.exitCode, 0);
-    EXPECT_THAT(result.output, HasSubstr("no camera on port 0"));
+    EXPECT_THAT(result.output, HasSubstr("no camera on port 3"));
 
     result = run("power sideways 0 0");
     EXPECT_NE(result.exitCode, 0);

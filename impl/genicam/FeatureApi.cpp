@@ -102,6 +102,22 @@ int32_t GetFeature(const char* function, TgxCameraHandle* camera, const char* na
     });
 }
 
+// The enumeration getters: lookup, refusal of a write-only node, then `read`.
+template <class Frame, class Read>
+int32_t ReadEnumeration(Frame& frame, TgxCameraHandle* camera, const char* feature, Read read) {
+    return Guarded(frame, "Exception while getting enum value: ", [&] {
+        std::optional<genapi::Enumeration> node;
+        if (const int32_t status = GetFeatureNode(frame, camera, feature, node); status != TGX_OK) {
+            return status;
+        }
+        if (node->GetAccessMode() == genapi::AccessMode::WO) {
+            return frame.Fail("Value is write only", TGX_ERR_FEATURE_WRITE_ONLY);
+        }
+        const int32_t status = read(*node);
+        return status == TGX_OK ? frame.Return(TGX_OK) : status;
+    });
+}
+
 } // namespace
 
 extern "C" {
@@ -224,16 +240,9 @@ TGX_API int32_t Tgx_getEnumerationValue(TgxCameraHandle* camera, const char* fea
         if (value == nullptr) {
             return frame.Fail("Invalid value pointer", TGX_ERR_INVALID_ARGUMENT);
         }
-        return Guarded(frame, "Exception while getting enum value: ", [&] {
-            std::optional<genapi::Enumeration> node;
-            if (const int32_t status = GetFeatureNode(frame, camera, feature, node); status != TGX_OK) {
-                return status;
-            }
-            if (node->GetAccessMode() == genapi::AccessMode::WO) {
-                return frame.Fail("Value is write only", TGX_ERR_FEATURE_WRITE_ONLY);
-            }
-            *value = node->GetIntValue(false);
-            return frame.Return(TGX_OK);
+        return ReadEnumeration(frame, camera, feature, [&](const genapi::Enumeration& node) {
+            *value = node.GetIntValue(false);
+            return TGX_OK;
         });
     });
 }
@@ -249,20 +258,13 @@ TGX_API int32_t Tgx_getEnumerationValueAsString(TgxCameraHandle* camera, const c
         if (value == nullptr) {
             return frame.Fail("Invalid value pointer", TGX_ERR_INVALID_ARGUMENT);
         }
-        return Guarded(frame, "Exception while getting enum value: ", [&] {
-            std::optional<genapi::Enumeration> node;
-            if (const int32_t status = GetFeatureNode(frame, camera, feature, node); status != TGX_OK) {
-                return status;
-            }
-            if (node->GetAccessMode() == genapi::AccessMode::WO) {
-                return frame.Fail("Value is write only", TGX_ERR_FEATURE_WRITE_ONLY);
-            }
-            std::optional<genapi::EnumEntry> entry = node->GetCurrentEntry();
+        return ReadEnumeration(frame, camera, feature, [&](const genapi::Enumeration& node) {
+            std::optional<genapi::EnumEntry> entry = node.GetCurrentEntry();
             if (!entry) {
                 return frame.Fail("Invalid data in feature", TGX_ERR_INVALID_DATA);
             }
             *value = Camera(camera)->Keep(entry->GetSymbolic());
-            return frame.Return(TGX_OK);
+            return TGX_OK;
         });
     });
 }

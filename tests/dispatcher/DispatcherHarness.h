@@ -73,7 +73,7 @@ protected:
     Connection connect(int slot = 0) { return connectWith(slot, slot); }
     Connection connectWith(int slot, int callbackSlot);
     void disconnect(int slot = 0) const { descriptor_->disconnect(TokenOf(slot)); }
-    int32_t setLevels(const char* spec) const { return setLevels_(spec); }
+    int32_t setLevels(const char* rules) const { return setLevels_(rules); }
 
     // Sends the output to logPath().
     void useLogFile() const;

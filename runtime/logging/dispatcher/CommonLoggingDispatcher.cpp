@@ -71,9 +71,9 @@ extern "C" {
 
 const LoggingDispatcherDescriptor logging_dispatcher_descriptor = {&Connect, &Disconnect};
 
-int32_t logging_dispatcher_set_levels(const char* spec) {
+int32_t logging_dispatcher_set_levels(const char* rules) {
     try {
-        return Dispatcher::Instance().setLevels(spec);
+        return Dispatcher::Instance().setLevels(rules);
     } catch (...) {
         return -1;
     }

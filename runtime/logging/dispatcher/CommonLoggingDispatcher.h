@@ -53,15 +53,15 @@ extern "C" {
  * remain, each of them gets onDisconnect. */
 extern COMMON_LOGGING_DISPATCHER_API const LoggingDispatcherDescriptor logging_dispatcher_descriptor;
 
-/* Replaces the thresholds in force by those of `spec` (same syntax as
+/* Replaces the thresholds in force by those of `rules` (same syntax as
  * ORVA_LOG; names no item matches fall back to 5), for existing loggers and
  * for those created later, and calls every connection's onSetLevel for each
  * logger whose threshold changed, so that the change is seen at once.
- * Returns 0, or -1 when `spec` is null or has a malformed item; then nothing
+ * Returns 0, or -1 when `rules` is null or has a malformed item; then nothing
  * changes. */
-COMMON_LOGGING_DISPATCHER_API int32_t logging_dispatcher_set_levels(const char* spec);
+COMMON_LOGGING_DISPATCHER_API int32_t logging_dispatcher_set_levels(const char* rules);
 
-typedef int32_t (*LoggingDispatcherSetLevels)(const char* spec);
+typedef int32_t (*LoggingDispatcherSetLevels)(const char* rules);
 
 #ifdef __cplusplus
 }

@@ -179,11 +179,11 @@ void Dispatcher::log(uint32_t id, uint32_t level, const char* text) {
     logger.out->log(ToSpdlogLevel(level), std::string_view(text));
 }
 
-int32_t Dispatcher::setLevels(const char* spec) {
-    if (spec == nullptr) {
+int32_t Dispatcher::setLevels(const char* rules) {
+    if (rules == nullptr) {
         return -1;
     }
-    LevelRules::ParseResult parsed = LevelRules::Parse(spec);
+    LevelRules::ParseResult parsed = LevelRules::Parse(rules);
     if (!parsed.malformed.empty()) {
         return -1;
     }

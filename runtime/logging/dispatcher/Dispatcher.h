@@ -32,7 +32,7 @@ public:
     void disconnect(void* token);
     void getLogger(const char* name, uint32_t* id, uint32_t* level);
     void log(uint32_t id, uint32_t level, const char* text);
-    int32_t setLevels(const char* spec);
+    int32_t setLevels(const char* rules);
 
     // The library is being unloaded: tell the remaining connections, close
     // the output, and refuse everything from now on.

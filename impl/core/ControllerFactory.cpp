@@ -4,6 +4,8 @@
 #include <array>
 #include <atomic>
 
+#include "impl/cxp/CxpController.h"
+
 namespace orva::core {
 
 namespace {
@@ -86,8 +88,9 @@ std::unique_ptr<IControllerInterface> CreateController(int64_t boardType, const 
         return creator(boardType, handles, forceCoreReset);
     }
     switch (TechnologyOfBoardType(boardType)) {
-    case Technology::CameraLinkHS:
     case Technology::CoaXPress:
+        return std::make_unique<cxp::CxpController>(handles.device, handles.design);
+    case Technology::CameraLinkHS:
     case Technology::CameraLink:
     case Technology::GigEVision:
         // The controllers of the technologies join this switch as they are

@@ -3,6 +3,7 @@
 // status of a port.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <vector>
 
 #include "impl/core/DiscoverySelector.h"

@@ -1,0 +1,400 @@
+// The control channel of the port against a scripted board: the packets that
+// leave the port on both paths, chunking, acknowledge modes, and the answers
+// a camera may give (waits, tentative, errors, malformed, bad CRC, silence).
+
+#include <array>
+#include <cstring>
+
+#include "FakeBoardTest.h"
+#include "include/tgx_genicam.h"
+
+namespace orva::cxptest {
+namespace {
+
+using cxp::CCxpPort;
+namespace wire = cxp::wire;
+
+constexpr uint32_t kRegisterPath = 10;
+constexpr uint32_t kQueuePath = 16;
+
+// Size (bytes) and address of a command, from its rows or queue words.
+struct Access {
+    bool write;
+    uint32_t bytes;
+    uint32_t address;
+    bool tagged;
+    uint32_t tag;
+};
+
+Access AccessOf(const std::vector<uint64_t>& command, bool queue) {
+    // Register path rows: start, type, [tag], size, address...; queue path
+    // words: header, [tag], size, address...
+    const auto word = [&](size_t i) { return static_cast<uint32_t>(command.at(i)); };
+    const bool tagged = queue ? (word(0) & wire::kQueueTagFlag) != 0 : word(1) == wire::kTaggedCommandType;
+    const size_t size = (queue ? 1 : 2) + (tagged ? 1 : 0);
+    const uint32_t sizeWord = word(size);
+    return {(sizeWord & 1) != 0, wire::FromWire(sizeWord & ~1u), wire::FromWire(word(size + 1)), tagged,
+            tagged ? word(size - 1) : 0};
+}
+
+class RegisterPath : public FakeBoardTest {
+protected:
+    void SetUp() override {
+        FakeBoardTest::SetUp();
+        port = MakePort(0, kRegisterPath);
+    }
+    std::unique_ptr<CCxpPort> port;
+};
+
+class QueuePath : public FakeBoardTest {
+protected:
+    void SetUp() override {
+        FakeBoardTest::SetUp();
+        port = MakePort(1, kQueuePath);
+    }
+    std::unique_ptr<CCxpPort> port;
+};
+
+TEST_F(RegisterPath, ReadOfFourBytesAtConnectionConfigurationWritesTheseRows) {
+    FakeCxp_SetMemory(0, 0x4014, 0x00020038);
+    std::array<uint8_t, 4> value{};
+    ASSERT_EQ(port->ReadMem(0x4014, value.data(), 4, 200), 0);
+    EXPECT_EQ(value, (std::array<uint8_t, 4>{0x00, 0x02, 0x00, 0x38})) << "the camera's bytes, big-endian";
+
+    const std::vector<uint64_t> rows{0x1FBFBFBFB, 0x02020202, 0x04000000, 0x14400000, 0x85FE1D2E, 0x3FDFDFDFD};
+    ASSERT_EQ(Commands(0).size(), 1u);
+    EXPECT_EQ(Commands(0)[0], rows);
+}
+
+TEST_F(RegisterPath, WriteOfOneToConnectionResetWritesTheseRowsAndReadsNoAcknowledge) {
+    // Whatever comes back isn't read: not even an error.
+    Answer(0, {{0x40404040}});
+    const std::array<uint8_t, 4> one{0, 0, 0, 1};
+    ASSERT_EQ(port->WriteMem(0x4000, one.data(), 4, 200), 0);
+    const std::vector<uint64_t> rows{0x1FBFBFBFB, 0x02020202, 0x04000001, 0x00400000,
+                                     0x01000000,  0x3A3C1E09, 0x3FDFDFDFD};
+    ASSERT_EQ(Commands(0).size(), 1u);
+    EXPECT_EQ(Commands(0)[0], rows);
+
+    // The answer left behind is dropped before the next command.
+    FakeCxp_SetMemory(0, 0x4014, 0x00010048);
+    std::array<uint8_t, 4> value{};
+    EXPECT_EQ(port->ReadMem(0x4014, value.data(), 4, 200), 0);
+    EXPECT_EQ(value, (std::array<uint8_t, 4>{0x00, 0x01, 0x00, 0x48}));
+}
+
+TEST_F(RegisterPath, LongAccessesGoOutInChunksOfThePacketSize) {
+    SetTweak("ORVA_CXP_MAX_CONTROL_PACKET_SIZE", "512");
+    port = MakePort(0, kRegisterPath);
+    ASSERT_EQ(port->GetControlPacketSize(), 512u);
+    for (uint32_t i = 0; i < 250; ++i) {
+        FakeCxp_SetMemory(0, 0x10000 + 4 * i, 0xA0000000 + i);
+    }
+    std::vector<uint8_t> block(1000);
+    ASSERT_EQ(port->ReadMem(0x10000, block.data(), 1000, 200), 0);
+    const auto commands = Commands(0);
+    ASSERT_EQ(commands.size(), 3u);
+    const std::array<std::pair<uint32_t, uint32_t>, 3> expected{
+        {{0x10000, 480}, {0x10000 + 480, 480}, {0x10000 + 960, 40}}};
+    for (size_t i = 0; i < 3; ++i) {
+        const Access access = AccessOf(commands[i], false);
+        EXPECT_FALSE(access.write);
+        EXPECT_EQ(access.address, expected[i].first) << "chunk " << i;
+        EXPECT_EQ(access.bytes, expected[i].second) << "chunk " << i;
+    }
+    EXPECT_EQ(wire::LoadBigEndian32(&block[0]), 0xA0000000u);
+    EXPECT_EQ(wire::LoadBigEndian32(&block[996]), 0xA0000000u + 249);
+
+    // The same chunks for a write.
+    for (uint32_t i = 0; i < 250; ++i) {
+        const auto bytes = wire::StoreBigEndian32(0xB0000000 + i);
+        std::memcpy(&block[4 * i], bytes.data(), 4);
+    }
+    ASSERT_EQ(port->WriteMem(0x20000, block.data(), 1000, 200), 0);
+    ASSERT_EQ(Commands(0).size(), 6u);
+    EXPECT_EQ(AccessOf(Commands(0)[5], false).bytes, 40u);
+    EXPECT_TRUE(AccessOf(Commands(0)[5], false).write);
+    EXPECT_EQ(FakeCxp_GetMemory(0, 0x20000), 0xB0000000u);
+    EXPECT_EQ(FakeCxp_GetMemory(0, 0x20000 + 996), 0xB0000000u + 249);
+}
+
+TEST_F(RegisterPath, ConnectionResetSpanningChunksIsNeverAcknowledged) {
+    SetTweak("ORVA_CXP_MAX_CONTROL_PACKET_SIZE", "512");
+    port = MakePort(0, kRegisterPath);
+    Answer(0, {{0x40404040}});
+    Answer(0, {{0x40404040}});
+    Answer(0, {{0x40404040}});
+    const std::vector<uint8_t> block(1000, 1);
+    EXPECT_EQ(port->WriteMem(0x4000, block.data(), 1000, 200), 0);
+    EXPECT_EQ(Commands(0).size(), 3u);
+}
+
+TEST_F(RegisterPath, OddLengthsAskForWholeWordsAndCopyOnlyWhatWasAskedFor) {
+    FakeCxp_SetMemory(0, 0x2000, 0x11223344);
+    FakeCxp_SetMemory(0, 0x2004, 0x55667788);
+    std::array<uint8_t, 8> buffer;
+    buffer.fill(0xEE);
+    ASSERT_EQ(port->ReadMem(0x2000, buffer.data(), 5, 200), 0);
+    EXPECT_EQ(AccessOf(Commands(0).at(0), false).bytes, 8u);
+    EXPECT_EQ(buffer, (std::array<uint8_t, 8>{0x11, 0x22, 0x33, 0x44, 0x55, 0xEE, 0xEE, 0xEE}));
+
+    // A write of 5 bytes is padded with zeros to whole words.
+    const std::array<uint8_t, 5> five{1, 2, 3, 4, 5};
+    ASSERT_EQ(port->WriteMem(0x3000, five.data(), 5, 200), 0);
+    EXPECT_EQ(AccessOf(Commands(0).at(1), false).bytes, 8u);
+    EXPECT_EQ(FakeCxp_GetMemory(0, 0x3004), 0x05000000u);
+}
+
+TEST_F(RegisterPath, NothingToMoveSendsNothing) {
+    std::array<uint8_t, 4> buffer{};
+    EXPECT_EQ(port->ReadMem(0x4014, buffer.data(), 0, 200), 0);
+    EXPECT_EQ(port->WriteMem(0x4014, buffer.data(), 0, 200), 0);
+    EXPECT_EQ(FakeCxp_CommandCount(0), 0u);
+    EXPECT_EQ(port->ReadMem(0x4014, nullptr, 4, 200), TGX_ERR_INVALID_POINTER);
+    EXPECT_EQ(port->ExecCmd(false, 0x4014, nullptr, 4, 0, 200), TGX_ERR_INVALID_POINTER);
+    uint32_t word = 0;
+    EXPECT_EQ(port->ExecCmd(true, 0x4014, &word, 4, 3, 200), TGX_ERR_INVALID_DATA);
+    EXPECT_EQ(FakeCxp_CommandCount(0), 0u);
+}
+
+TEST_F(RegisterPath, OptionalAcknowledgeOfConnectionConfigurationMayStayAway) {
+    Answer(0, {});
+    const auto config = wire::StoreBigEndian32(0x00020048);
+    EXPECT_EQ(port->WriteMem(0x4014, config.data(), 4, 30), 0);
+    EXPECT_NE(LogSinceStart().find("Did not receive optional ACK."), std::string::npos);
+
+    // Any other address needs its acknowledge.
+    Answer(0, {});
+    EXPECT_EQ(port->WriteMem(0x4008, config.data(), 4, 30), TGX_ERR_PACKET_TIMEOUT);
+    EXPECT_NE(LogSinceStart().find("Timeout while waiting for CXP Packet after "), std::string::npos);
+    EXPECT_EQ(FakeCxp_CommandCount(0), 2u) << "silence is no reason to send again";
+}
+
+TEST_F(RegisterPath, WaitAcknowledgesOfBothLayoutsComeBeforeTheFinalOne) {
+    const auto value = wire::StoreBigEndian32(640);
+    // The wait's fields with and without a size word in front of the delay.
+    Answer(0, {WaitAck(5, true, true), {wire::kAckFinal}});
+    EXPECT_EQ(port->WriteMem(0x10000, value.data(), 4, 200), 0);
+    Answer(0, {WaitAck(5, true, false), {wire::kAckFinal}});
+    EXPECT_EQ(port->WriteMem(0x10000, value.data(), 4, 200), 0);
+    Answer(0, {{wire::kAckTentative}, DataAck({wire::ToWire(7)}, true)});
+    std::array<uint8_t, 4> read{};
+    EXPECT_EQ(port->ReadMem(0x10000, read.data(), 4, 200), 0);
+    EXPECT_EQ(wire::LoadBigEndian32(read.data()), 7u);
+    EXPECT_EQ(FakeCxp_CommandCount(0), 3u);
+    EXPECT_NE(LogSinceStart().find("Received Wait ACK with delay = 5 ms."), std::string::npos);
+}
+
+TEST_F(RegisterPath, WaitAndFinalAcknowledgeInOneListAreTakenInOnePass) {
+    // No end marker between them: the board hands over both as one list.
+    std::vector<uint32_t> both = WaitAck(5, true, false);
+    const auto data = DataAck({wire::ToWire(0x1234)}, true);
+    both.insert(both.end(), data.begin(), data.end());
+    Answer(0, {both});
+    std::array<uint8_t, 4> read{};
+    EXPECT_EQ(port->ReadMem(0x10000, read.data(), 4, 200), 0);
+    EXPECT_EQ(wire::LoadBigEndian32(read.data()), 0x1234u);
+    EXPECT_EQ(FakeCxp_CommandCount(0), 1u);
+}
+
+TEST_F(RegisterPath, FourWaitsThenSilenceFinishAWriteButSendAReadAgain) {
+    const std::vector<std::vector<uint32_t>> waits(4, WaitAck(1, true, false));
+    Answer(0, waits);
+    const auto value = wire::StoreBigEndian32(1);
+    EXPECT_EQ(port->WriteMem(0x10000, value.data(), 4, 200), 0);
+    EXPECT_EQ(FakeCxp_CommandCount(0), 1u);
+
+    Answer(0, waits);
+    FakeCxp_SetMemory(0, 0x10004, 99);
+    std::array<uint8_t, 4> read{};
+    EXPECT_EQ(port->ReadMem(0x10004, read.data(), 4, 200), 0);
+    EXPECT_EQ(wire::LoadBigEndian32(read.data()), 99u);
+    EXPECT_EQ(FakeCxp_CommandCount(0), 3u) << "the read went out a second time";
+}
+
+TEST_F(RegisterPath, PayloadBeyondTheRoomIsCutToTheRoom) {
+    Answer(0, {DataAck({wire::ToWire(1), wire::ToWire(2), wire::ToWire(3)}, true)});
+    std::array<uint8_t, 8> read{};
+    read.fill(0xEE);
+    EXPECT_EQ(port->ReadMem(0x10000, read.data(), 4, 200), 0);
+    EXPECT_EQ(wire::LoadBigEndian32(read.data()), 1u);
+    EXPECT_EQ(read[4], 0xEE);
+    EXPECT_EQ(FakeCxp_CommandCount(0), 1u);
+}
+
+TEST_F(RegisterPath, CameraErrorsEndTheAccessWithoutResending) {
+    std::array<uint8_t, 4> read{};
+    Answer(0, {{0x40404040}});
+    EXPECT_EQ(port->ReadMem(0x3000, read.data(), 4, 200), TGX_ERR_CXP_INVALID_ADDRESS);
+    Answer(0, {{0x43434343}});
+    EXPECT_EQ(port->WriteMem(0x0000, read.data(), 4, 200), TGX_ERR_CXP_WRITE_READ_ONLY);
+    Answer(0, {{0x80808080}});
+    EXPECT_EQ(port->ReadMem(0x0000, read.data(), 4, 200), TGX_ERR_CXP_CRC);
+    EXPECT_EQ(FakeCxp_CommandCount(0), 3u);
+}
+
+TEST_F(RegisterPath, BadCrcOfTheDataLeavesTheBufferAlone) {
+    auto ack = DataAck({wire::ToWire(5)}, true);
+    ack.back() ^= 0x100;
+    Answer(0, {ack});
+    std::array<uint8_t, 4> read{};
+    read.fill(0xEE);
+    EXPECT_EQ(port->ReadMem(0x10000, read.data(), 4, 200), TGX_ERR_GENCP_CRC);
+    EXPECT_EQ(read, (std::array<uint8_t, 4>{0xEE, 0xEE, 0xEE, 0xEE}));
+    EXPECT_EQ(FakeCxp_CommandCount(0), 1u);
+}
+
+TEST_F(RegisterPath, MalformedAnswersAreResentFourTimesAtMost) {
+    const auto value = wire::StoreBigEndian32(3);
+    for (int i = 0; i < 4; ++i) {
+        Answer(0, {{0x12345678}});
+    }
+    EXPECT_EQ(port->WriteMem(0x10000, value.data(), 4, 200), 0) << "the fifth send is answered";
+    EXPECT_EQ(FakeCxp_CommandCount(0), 5u);
+    EXPECT_EQ(FakeCxp_GetMemory(0, 0x10000), 3u);
+
+    for (int i = 0; i < 5; ++i) {
+        Answer(0, {{0x47474747}});
+    }
+    std::array<uint8_t, 4> read{};
+    EXPECT_EQ(port->ReadMem(0x10000, read.data(), 4, 200), TGX_ERR_CXP_MALFORMED_PACKET);
+    EXPECT_EQ(FakeCxp_CommandCount(0), 10u);
+    // Each resend carries the same access.
+    for (size_t i = 5; i < 10; ++i) {
+        EXPECT_EQ(Commands(0)[i], Commands(0)[5]);
+    }
+}
+
+TEST_F(RegisterPath, ReadThatNeverGetsDataFailsAfterABoundedNumberOfPackets) {
+    for (int i = 0; i < 20; ++i) {
+        Answer(0, {{wire::kAckFinal}});
+    }
+    std::array<uint8_t, 4> read{};
+    EXPECT_EQ(port->ReadMem(0x10000, read.data(), 4, 200), TGX_ERR_GENCP_NO_READ_DATA);
+    EXPECT_EQ(FakeCxp_CommandCount(0), 5u);
+}
+
+TEST_F(RegisterPath, AcknowledgesTooShortForTheirFields) {
+    std::array<uint8_t, 4> read{};
+    Answer(0, {{wire::kAckWait, wire::ToWire(5)}}); // delay without its CRC
+    EXPECT_EQ(port->ReadMem(0x10000, read.data(), 4, 200), TGX_ERR_GENCP_SHORT_READ);
+    Answer(0, {{wire::kAckFinalWithData, wire::ToWire(4)}});
+    EXPECT_EQ(port->ReadMem(0x10000, read.data(), 4, 200), TGX_ERR_GENCP_INVALID_PACKET);
+}
+
+TEST_F(RegisterPath, NodeMapAccessGoesThroughTheSameChannel) {
+    FakeCxp_SetMemory(0, 0x10000, 1024);
+    std::array<uint8_t, 4> read{};
+    port->Read(read.data(), 0x10000, 4);
+    EXPECT_EQ(wire::LoadBigEndian32(read.data()), 1024u);
+    const auto value = wire::StoreBigEndian32(2048);
+    port->Write(value.data(), 0x10000, 4);
+    EXPECT_EQ(FakeCxp_GetMemory(0, 0x10000), 2048u);
+    EXPECT_EQ(port->GetNodeMapReadTimeoutMs(), 200u);
+    EXPECT_EQ(port->GetNodeMapWriteTimeoutMs(), 200u);
+}
+
+TEST_F(RegisterPath, ValidAddressesAreTheLinkRegisters) {
+    for (uint64_t address : {0x4000u, 0x4004u, 0x4008u, 0x400Cu, 0x4010u, 0x4014u}) {
+        EXPECT_TRUE(port->IsValidAddress(address)) << std::hex << address;
+    }
+    for (uint64_t address :
+         {uint64_t{0x3FFC}, uint64_t{0x4002}, uint64_t{0x4018}, uint64_t{0x0}, uint64_t{0x100004000}}) {
+        EXPECT_FALSE(port->IsValidAddress(address)) << std::hex << address;
+    }
+}
+
+TEST_F(RegisterPath, CommandsFollowTheAppletPort) {
+    FakeCxp_SetMemory(2, 0x4004, 1);
+    port->SetAppletPort(2);
+    port->BindPortRegisters(2);
+    std::array<uint8_t, 4> read{};
+    ASSERT_EQ(port->ReadMem(0x4004, read.data(), 4, 200), 0);
+    EXPECT_EQ(wire::LoadBigEndian32(read.data()), 1u);
+    EXPECT_EQ(FakeCxp_CommandCount(0), 0u);
+    EXPECT_EQ(FakeCxp_CommandCount(2), 1u);
+
+    port->ResetPortState();
+    EXPECT_EQ(port->GetAppletPort(), 0u);
+    ASSERT_EQ(port->ReadMem(0x4004, read.data(), 4, 200), 0);
+    EXPECT_EQ(FakeCxp_CommandCount(0), 1u);
+}
+
+TEST_F(QueuePath, CommandsCarryAHeaderAndNoMarkers) {
+    FakeCxp_SetMemory(1, 0x4014, 0x00020038);
+    std::array<uint8_t, 4> read{};
+    ASSERT_EQ(port->ReadMem(0x4014, read.data(), 4, 200), 0);
+    EXPECT_EQ(wire::LoadBigEndian32(read.data()), 0x00020038u);
+    const auto value = wire::StoreBigEndian32(0x105);
+    ASSERT_EQ(port->WriteMem(0x4008, value.data(), 4, 200), 0);
+    const auto commands = Commands(1);
+    ASSERT_EQ(commands.size(), 2u);
+    EXPECT_EQ(commands[0], (std::vector<uint64_t>{2, 0x04000000, 0x14400000}));
+    EXPECT_EQ(commands[1], (std::vector<uint64_t>{3, 0x04000001, 0x08400000, 0x05010000}));
+}
+
+TEST_F(QueuePath, WaitAcknowledgeSetsTheNextWait) {
+    SetTweak("ORVA_CXP_COMMAND_ACK_TIMEOUT", "500");
+    port = MakePort(1, kQueuePath);
+    const auto value = wire::StoreBigEndian32(1);
+    Answer(1, {WaitAck(2000, false, true), {wire::kAckFinal}});
+    ASSERT_EQ(port->WriteMem(0x10000, value.data(), 4, 200), 0);
+    // Each packet: its header without waiting, then the rest with the wait:
+    // the larger of time-out and ack time-out first, then the camera's.
+    EXPECT_EQ(QueueReadTimeouts(1), (std::vector<uint32_t>{0, 500, 0, 2000}));
+
+    Answer(1, {WaitAck(10, false, false), {wire::kAckFinal}});
+    ASSERT_EQ(port->WriteMem(0x10000, value.data(), 4, 900), 0);
+    EXPECT_EQ(QueueReadTimeouts(1), (std::vector<uint32_t>{0, 500, 0, 2000, 0, 900, 0, 10}));
+}
+
+TEST_F(QueuePath, TagsCountUpAndWrap) {
+    port->SetTagMode(true);
+    std::array<uint8_t, 4> read{};
+    for (int i = 0; i < 258; ++i) {
+        ASSERT_EQ(port->ReadMem(0x0000, read.data(), 4, 200), 0) << "packet " << i;
+    }
+    const auto commands = Commands(1);
+    ASSERT_EQ(commands.size(), 258u);
+    for (uint32_t i : {0u, 1u, 255u, 256u, 257u}) {
+        const Access access = AccessOf(commands[i], true);
+        EXPECT_TRUE(access.tagged);
+        EXPECT_EQ(access.tag, wire::TagWord(static_cast<uint8_t>(i))) << "packet " << i;
+        EXPECT_EQ(access.address, 0u);
+    }
+    EXPECT_EQ(commands[0][0], (wire::kQueueTagFlag | 3u));
+
+    port->SetTagMode(true);
+    ASSERT_EQ(port->ReadMem(0x0000, read.data(), 4, 200), 0);
+    EXPECT_EQ(AccessOf(Commands(1).back(), true).tag, 0u) << "turning tags on starts the count anew";
+}
+
+TEST_F(QueuePath, TagMismatchIsLoggedAndTheDataTaken) {
+    port->SetTagMode(true);
+    Answer(1, {DataAck({wire::ToWire(77)}, false, 5)});
+    std::array<uint8_t, 4> read{};
+    ASSERT_EQ(port->ReadMem(0x10000, read.data(), 4, 200), 0);
+    EXPECT_EQ(wire::LoadBigEndian32(read.data()), 77u);
+    EXPECT_NE(LogSinceStart().find("Ack received with invalid tag: expected 0, received 5"), std::string::npos);
+}
+
+TEST_F(QueuePath, QueuesOfThePortAreLockedForItsLifetime) {
+    std::array<uint32_t, 8> held{};
+    ASSERT_EQ(FakeCxp_QueueLocksHeld(held.data(), 8), 2u);
+    EXPECT_EQ(held[0], 4u);
+    EXPECT_EQ(held[1], 7u);
+    port.reset();
+    EXPECT_EQ(FakeCxp_QueueLocksHeld(nullptr, 0), 0u);
+
+    // A port whose receiving queue is taken says so and doesn't try the other.
+    FakeCxp_SetQueueLockStatus(8, -9);
+    auto busy = MakePort(2, kQueuePath);
+    EXPECT_EQ(FakeCxp_QueueLocksHeld(nullptr, 0), 0u);
+    EXPECT_NE(LogSinceStart().find("Failed to get data queue lock for port 2; port is already in use!"),
+              std::string::npos);
+    busy.reset();
+    EXPECT_EQ(FakeCxp_QueueLocksHeld(nullptr, 0), 0u);
+}
+
+} // namespace
+} // namespace orva::cxptest

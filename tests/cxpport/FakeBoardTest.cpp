@@ -1,0 +1,142 @@
+#include "FakeBoardTest.h"
+
+#include <unistd.h>
+
+#include <cstdlib>
+#include <fstream>
+#include <sstream>
+
+#include "runtime/templates/RuntimeLibrary.h"
+
+namespace orva::cxptest {
+
+namespace {
+
+// The board device and design handles are opaque to the port; the scripted
+// board doesn't look at them.
+OHalDevice* const kDevice = reinterpret_cast<OHalDevice*>(uintptr_t{0x1000});
+DsgDesign* const kDesign = reinterpret_cast<DsgDesign*>(uintptr_t{0x2000});
+
+std::string LogFile() {
+    return ::testing::TempDir() + "cxpport-" + std::to_string(getpid()) + ".log";
+}
+
+// Set once per process, before the first logger exists.
+class LogEnvironment : public ::testing::Environment {
+public:
+    void SetUp() override {
+        // Tweaks from the environment only: no user or installation file.
+        const std::string config = ::testing::TempDir() + "cxpport-config-" + std::to_string(getpid());
+        setenv("XDG_CONFIG_HOME", config.c_str(), 1);
+        std::remove(LogFile().c_str());
+        setenv("ORVA_LOG_FILE", LogFile().c_str(), 1);
+        setenv("ORVA_LOG", "orva.genicam.CxpController=1", 1);
+        orva::templates::platform::SetRuntimeLibraryDirectory(CXPPORT_FAKE_BOARD_DIR);
+    }
+    void TearDown() override { std::remove(LogFile().c_str()); }
+};
+
+const auto* const kLogEnvironment = ::testing::AddGlobalTestEnvironment(new LogEnvironment);
+
+std::string ReadLog() {
+    std::ifstream in(LogFile());
+    std::stringstream text;
+    text << in.rdbuf();
+    return text.str();
+}
+
+} // namespace
+
+void FakeBoardTest::SetUp() {
+    FakeCxp_Reset();
+    logStart_ = ReadLog().size();
+    // Silence is told quickly; tests that need longer set it themselves.
+    SetTweak("ORVA_CXP_COMMAND_ACK_TIMEOUT", "20");
+}
+
+void FakeBoardTest::TearDown() {
+    for (const auto& name : tweaks_) {
+        unsetenv(name.c_str());
+    }
+}
+
+void FakeBoardTest::SetTweak(const char* variable, const std::string& value) {
+    setenv(variable, value.c_str(), 1);
+    tweaks_.emplace_back(variable);
+}
+
+std::unique_ptr<cxp::CCxpPort> FakeBoardTest::MakePort(uint32_t port, uint32_t gtxIf) {
+    return std::make_unique<cxp::CCxpPort>(port, gtxIf, kDevice, kDesign);
+}
+
+void FakeBoardTest::Answer(uint32_t port, const std::vector<std::vector<uint32_t>>& acks) {
+    for (const auto& ack : acks) {
+        FakeCxp_AddAck(port, ack.data(), static_cast<uint32_t>(ack.size()));
+    }
+    FakeCxp_EndAnswer(port);
+}
+
+std::vector<std::vector<uint64_t>> FakeBoardTest::Commands(uint32_t port) {
+    std::vector<std::vector<uint64_t>> commands;
+    for (uint32_t i = 0; i < FakeCxp_CommandCount(port); ++i) {
+        std::vector<uint64_t> rows(FakeCxp_Command(port, i, nullptr, 0));
+        FakeCxp_Command(port, i, rows.data(), static_cast<uint32_t>(rows.size()));
+        commands.push_back(rows);
+    }
+    return commands;
+}
+
+std::vector<uint64_t> FakeBoardTest::Writes(const char* name) {
+    std::vector<uint64_t> writes(FakeCxp_RegisterWrites(name, nullptr, 0));
+    FakeCxp_RegisterWrites(name, writes.data(), static_cast<uint32_t>(writes.size()));
+    return writes;
+}
+
+std::vector<uint32_t> FakeBoardTest::ControlCalls(const char* name, uint32_t port) {
+    std::vector<uint32_t> calls(FakeCxp_ControlCalls(name, port, nullptr, 0));
+    FakeCxp_ControlCalls(name, port, calls.data(), static_cast<uint32_t>(calls.size()));
+    return calls;
+}
+
+std::vector<uint32_t> FakeBoardTest::QueueReadTimeouts(uint32_t port) {
+    std::vector<uint32_t> timeouts(FakeCxp_QueueReadTimeouts(port, nullptr, 0));
+    FakeCxp_QueueReadTimeouts(port, timeouts.data(), static_cast<uint32_t>(timeouts.size()));
+    return timeouts;
+}
+
+std::string FakeBoardTest::LogSinceStart() const {
+    const std::string log = ReadLog();
+    return log.size() > logStart_ ? log.substr(logStart_) : std::string();
+}
+
+std::vector<uint32_t> DataAck(const std::vector<uint32_t>& wirePayload, bool crc, int tag) {
+    std::vector<uint32_t> ack;
+    if (tag >= 0) {
+        ack.push_back(cxp::wire::TagWord(static_cast<uint8_t>(tag)));
+    }
+    ack.push_back(cxp::wire::kAckFinalWithData);
+    ack.push_back(cxp::wire::ToWire(static_cast<uint32_t>(wirePayload.size() * 4)));
+    ack.insert(ack.end(), wirePayload.begin(), wirePayload.end());
+    if (crc) {
+        ack.push_back(cxp::wire::PacketCrc(ack));
+    }
+    return ack;
+}
+
+std::vector<uint32_t> WaitAck(uint32_t delayMs, bool crc, bool sizeWord, int tag) {
+    std::vector<uint32_t> ack;
+    if (tag >= 0) {
+        ack.push_back(cxp::wire::TagWord(static_cast<uint8_t>(tag)));
+    }
+    ack.push_back(cxp::wire::kAckWait);
+    if (sizeWord) {
+        ack.push_back(cxp::wire::ToWire(4));
+    }
+    ack.push_back(cxp::wire::ToWire(delayMs));
+    if (crc) {
+        ack.push_back(cxp::wire::PacketCrc(ack));
+    }
+    return ack;
+}
+
+} // namespace orva::cxptest

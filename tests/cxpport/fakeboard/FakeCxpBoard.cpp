@@ -276,6 +276,12 @@ FAKE_EXPORT int32_t OHalRegisterRead(OHalDevice*, uint32_t reg, uint64_t* value)
         *value = (stuck ? 0 : uint64_t{3} << 48) | (NextNit(b.ports[port]) & 0xFFFFFF);
         return 0;
     }
+    if (name == "CxpTransceiverRxResetDone") {
+        // A receiver's reset is done while it isn't held in reset.
+        const bool stuck = std::find(b.stuck.begin(), b.stuck.end(), name) != b.stuck.end();
+        *value = stuck ? 0 : ~b.values["CxpTransceiverGtxRxReset"];
+        return 0;
+    }
     if (FlagRegister(name)) {
         const bool stuck = std::find(b.stuck.begin(), b.stuck.end(), name) != b.stuck.end();
         *value = stuck ? 0 : ~uint64_t{0};

@@ -17,26 +17,6 @@ namespace wire = cxp::wire;
 constexpr uint32_t kRegisterPath = 10;
 constexpr uint32_t kQueuePath = 16;
 
-// Size (bytes) and address of a command, from its rows or queue words.
-struct Access {
-    bool write;
-    uint32_t bytes;
-    uint32_t address;
-    bool tagged;
-    uint32_t tag;
-};
-
-Access AccessOf(const std::vector<uint64_t>& command, bool queue) {
-    // Register path rows: start, type, [tag], size, address...; queue path
-    // words: header, [tag], size, address...
-    const auto word = [&](size_t i) { return static_cast<uint32_t>(command.at(i)); };
-    const bool tagged = queue ? (word(0) & wire::kQueueTagFlag) != 0 : word(1) == wire::kTaggedCommandType;
-    const size_t size = (queue ? 1 : 2) + (tagged ? 1 : 0);
-    const uint32_t sizeWord = word(size);
-    return {(sizeWord & 1) != 0, wire::FromWire(sizeWord & ~1u), wire::FromWire(word(size + 1)), tagged,
-            tagged ? word(size - 1) : 0};
-}
-
 class RegisterPath : public FakeBoardTest {
 protected:
     void SetUp() override {
@@ -359,14 +339,14 @@ TEST_F(QueuePath, TagsCountUpAndWrap) {
     for (uint32_t i : {0u, 1u, 255u, 256u, 257u}) {
         const Access access = AccessOf(commands[i], true);
         EXPECT_TRUE(access.tagged);
-        EXPECT_EQ(access.tag, wire::TagWord(static_cast<uint8_t>(i))) << "packet " << i;
+        EXPECT_EQ(access.tagWord, wire::TagWord(static_cast<uint8_t>(i))) << "packet " << i;
         EXPECT_EQ(access.address, 0u);
     }
     EXPECT_EQ(commands[0][0], (wire::kQueueTagFlag | 3u));
 
     port->SetTagMode(true);
     ASSERT_EQ(port->ReadMem(0x0000, read.data(), 4, 200), 0);
-    EXPECT_EQ(AccessOf(Commands(1).back(), true).tag, 0u) << "turning tags on starts the count anew";
+    EXPECT_EQ(AccessOf(Commands(1).back(), true).tagWord, 0u) << "turning tags on starts the count anew";
 }
 
 TEST_F(QueuePath, TagMismatchIsLoggedAndTheDataTaken) {

@@ -2,6 +2,8 @@
 
 #include <unistd.h>
 
+#include <algorithm>
+#include <array>
 #include <cstdlib>
 #include <fstream>
 #include <sstream>
@@ -76,7 +78,7 @@ void FakeBoardTest::Answer(uint32_t port, const std::vector<std::vector<uint32_t
     FakeCxp_EndAnswer(port);
 }
 
-std::vector<std::vector<uint64_t>> FakeBoardTest::Commands(uint32_t port) {
+std::vector<std::vector<uint64_t>> Commands(uint32_t port) {
     std::vector<std::vector<uint64_t>> commands;
     for (uint32_t i = 0; i < FakeCxp_CommandCount(port); ++i) {
         std::vector<uint64_t> rows(FakeCxp_Command(port, i, nullptr, 0));
@@ -107,6 +109,41 @@ std::vector<uint32_t> FakeBoardTest::QueueReadTimeouts(uint32_t port) {
 std::string FakeBoardTest::LogSinceStart() const {
     const std::string log = ReadLog();
     return log.size() > logStart_ ? log.substr(logStart_) : std::string();
+}
+
+Access AccessOf(const std::vector<uint64_t>& command, bool queuePath) {
+    // Register path rows: start, type, [tag], size, address...; queue path
+    // words: header, [tag], size, address...
+    const auto word = [&](size_t i) { return static_cast<uint32_t>(command.at(i)); };
+    const bool tagged =
+        queuePath ? (word(0) & cxp::wire::kQueueTagFlag) != 0 : word(1) == cxp::wire::kTaggedCommandType;
+    const size_t size = (queuePath ? 1 : 2) + (tagged ? 1 : 0);
+    const uint32_t sizeWord = word(size);
+    return {(sizeWord & 1) != 0, cxp::wire::FromWire(sizeWord & ~1u), cxp::wire::FromWire(word(size + 1)), tagged,
+            tagged ? word(size - 1) : 0};
+}
+
+std::vector<Access> Accesses(uint32_t port, bool queuePath) {
+    std::vector<Access> accesses;
+    for (const auto& command : Commands(port)) {
+        accesses.push_back(AccessOf(command, queuePath));
+    }
+    return accesses;
+}
+
+void SetCameraBytes(uint32_t port, uint32_t address, const std::vector<uint8_t>& bytes) {
+    for (size_t at = 0; at < bytes.size(); at += 4) {
+        std::array<uint8_t, 4> word{};
+        std::copy_n(bytes.begin() + static_cast<std::ptrdiff_t>(at), std::min<size_t>(4, bytes.size() - at),
+                    word.begin());
+        FakeCxp_SetMemory(port, address + static_cast<uint32_t>(at), cxp::wire::LoadBigEndian32(word.data()));
+    }
+}
+
+void SetCameraText(uint32_t port, uint32_t address, const std::string& text, uint32_t fieldSize) {
+    std::vector<uint8_t> bytes(fieldSize, 0);
+    std::copy_n(text.begin(), std::min<size_t>(text.size(), fieldSize), bytes.begin());
+    SetCameraBytes(port, address, bytes);
 }
 
 std::vector<uint32_t> DataAck(const std::vector<uint32_t>& wirePayload, bool crc, int tag) {

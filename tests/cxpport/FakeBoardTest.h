@@ -26,8 +26,6 @@ protected:
 
     // Scripts one answer of `acks` on `port`.
     static void Answer(uint32_t port, const std::vector<std::vector<uint32_t>>& acks);
-    // Commands sent on `port`: rows (register path) or words (queue path).
-    static std::vector<std::vector<uint64_t>> Commands(uint32_t port);
     static std::vector<uint64_t> Writes(const char* name);
     static std::vector<uint32_t> ControlCalls(const char* name, uint32_t port);
     static std::vector<uint32_t> QueueReadTimeouts(uint32_t port);
@@ -42,6 +40,25 @@ private:
     size_t logStart_ = 0;
     std::vector<std::string> tweaks_;
 };
+
+// Commands sent on `port`: rows (register path) or words (queue path).
+std::vector<std::vector<uint64_t>> Commands(uint32_t port);
+
+// What a command asked for, from its register rows or queue words.
+struct Access {
+    bool write = false;
+    uint32_t bytes = 0;
+    uint32_t address = 0;
+    bool tagged = false;
+    uint32_t tagWord = 0;
+};
+Access AccessOf(const std::vector<uint64_t>& command, bool queuePath);
+std::vector<Access> Accesses(uint32_t port, bool queuePath);
+
+// Bytes into the plain camera's memory from `address` on, zero-padded to
+// whole words.
+void SetCameraBytes(uint32_t port, uint32_t address, const std::vector<uint8_t>& bytes);
+void SetCameraText(uint32_t port, uint32_t address, const std::string& text, uint32_t fieldSize);
 
 // An acknowledge with data; with `crc` the register path's CRC word behind.
 std::vector<uint32_t> DataAck(const std::vector<uint32_t>& wirePayload, bool crc, int tag = -1);

@@ -1,0 +1,327 @@
+// Bootstrap and identity of the camera through the port, against the plain
+// camera of the scripted board: version negotiation and tags, packet sizes,
+// identity strings, the manifest and the description, plain or zipped.
+
+#include <algorithm>
+#include <sstream>
+#include <string>
+
+#include "FakeBoardTest.h"
+#include "ZipTestSupport.h"
+#include "include/tgx_genicam.h"
+
+namespace orva::cxptest {
+namespace {
+
+using cxp::CCxpPort;
+namespace wire = cxp::wire;
+
+constexpr uint32_t kRevision10 = 0x10000;
+constexpr uint32_t kRevision20 = 0x20000;
+constexpr uint32_t kUrlAddress = 0x6000;
+constexpr uint32_t kXmlAddress = 0x100000;
+
+const std::string kXml = "<?xml version=\"1.0\" encoding=\"utf-8\"?>\n<RegisterDescription ModelName=\"cam\">" +
+                         std::string(2000, ' ') + "</RegisterDescription>\n";
+
+class Identity : public FakeBoardTest {
+protected:
+    // A camera of `revision` on port 0 with `versions` supported.
+    void Camera(uint32_t revision, uint32_t versions = 0, uint32_t packetSize = 1024) {
+        FakeCxp_SetMemory(0, 0x0000, CCxpPort::kMagicValue);
+        FakeCxp_SetMemory(0, 0x0004, revision);
+        FakeCxp_SetMemory(0, 0x4044, versions);
+        FakeCxp_SetMemory(0, 0x400C, packetSize);
+        SetCameraText(0, 0x2000, "orva-sim", 32);
+        SetCameraText(0, 0x2020, "cxp-camera", 32);
+        SetCameraText(0, 0x2040, "simulated camera", 32);
+        SetCameraText(0, 0x2070, "1.0", 32);
+        SetCameraText(0, 0x2090, "1.0.0", 32);
+        SetCameraText(0, 0x20B0, "CXP-SIM-0001", 16);
+        SetCameraText(0, 0x20C0, "left", 16);
+    }
+
+    // The manifest of one entry and the description block behind it.
+    void Description(const std::string& url, const std::vector<uint8_t>& block, uint32_t entries = 1) {
+        FakeCxp_SetMemory(0, 0x0008, entries);
+        FakeCxp_SetMemory(0, 0x0010, 0x00010000);
+        FakeCxp_SetMemory(0, 0x0014, 0x00010100);
+        FakeCxp_SetMemory(0, 0x0018, kUrlAddress);
+        SetCameraText(0, kUrlAddress, url, 256);
+        SetCameraBytes(0, kXmlAddress, block);
+    }
+
+    static std::string Hex(size_t value) {
+        std::ostringstream text;
+        text << std::hex << value;
+        return text.str();
+    }
+
+    static bool Touched(const std::vector<Access>& accesses, uint32_t address, bool write) {
+        return std::any_of(accesses.begin(), accesses.end(),
+                           [&](const Access& a) { return a.address == address && a.write == write; });
+    }
+
+    orva::core::CCameraInfo& Info(CCxpPort& port) {
+        return *static_cast<orva::core::CCameraInfo*>(port.GetCameraInfo());
+    }
+};
+
+TEST_F(Identity, CameraOfRevisionOneIsNeitherNegotiatedNorTagged) {
+    Camera(kRevision10);
+    auto port = MakePort(0, 16);
+    port->SaveCameraInfo();
+    auto& info = Info(*port);
+    EXPECT_EQ(info.GetRevision(), kRevision10);
+    EXPECT_EQ(info.GetVersionsSupported(), 0u);
+    EXPECT_EQ(info.GetVersionUsed(), 0u);
+    EXPECT_STREQ(info.GetDeviceName(), "orva-sim");
+    EXPECT_STREQ(info.GetModelName(), "cxp-camera");
+    EXPECT_STREQ(info.GetManufacturerInfo(), "simulated camera");
+    EXPECT_STREQ(info.GetDeviceVersion(), "1.0");
+    EXPECT_STREQ(info.GetSerialNumber(), "CXP-SIM-0001");
+    EXPECT_STREQ(info.GetUserId(), "left");
+    EXPECT_STREQ(info.GetFirmwareVersion(), "1.0.0");
+    EXPECT_EQ(info.GetControlPacketSizeLimit(), 1024u);
+    EXPECT_EQ(port->GetCameraRevision(), kRevision10);
+
+    const auto accesses = Accesses(0, true);
+    EXPECT_FALSE(Touched(accesses, 0x4044, false));
+    EXPECT_FALSE(Touched(accesses, 0x4048, true));
+    EXPECT_TRUE(Touched(accesses, 0x2090, false));
+    EXPECT_TRUE(std::none_of(accesses.begin(), accesses.end(), [](const Access& a) { return a.tagged; }));
+    EXPECT_TRUE(ControlCalls("Version", 0).empty());
+    EXPECT_FALSE(port->GetTagMode());
+    EXPECT_EQ(FakeCxp_GetMemory(0, 0x4010), 0x800u) << "the design's stream packet size";
+    EXPECT_NE(LogSinceStart().find("Found orva-sim cxp-camera on link 0"), std::string::npos);
+}
+
+TEST_F(Identity, CameraOfTwoPointZeroThatOffersOnlyOnePointOne) {
+    Camera(kRevision20, 2);
+    auto port = MakePort(0, 16);
+    port->SaveCameraInfo();
+    EXPECT_EQ(Info(*port).GetVersionsSupported(), 2u);
+    EXPECT_EQ(Info(*port).GetVersionUsed(), 0x10001u);
+    EXPECT_EQ(FakeCxp_GetMemory(0, 0x4048), 0x10001u);
+    EXPECT_EQ(ControlCalls("Version", 0), (std::vector<uint32_t>{2}));
+    EXPECT_FALSE(port->GetTagMode());
+    EXPECT_FALSE(Touched(Accesses(0, true), 0x2090, false)) << "no firmware version register at 2.0";
+    EXPECT_STREQ(Info(*port).GetFirmwareVersion(), "");
+}
+
+TEST_F(Identity, WithoutExtensionsATwoPointZeroCameraRunsAsOnePointOneOrNotAtAll) {
+    SetTweak("ORVA_CXP_ENABLE_CXP2_EXTENSIONS", "Off");
+    Camera(kRevision20, 6);
+    auto port = MakePort(0, 16);
+    port->SaveCameraInfo();
+    EXPECT_EQ(Info(*port).GetVersionUsed(), 0x10001u);
+    EXPECT_FALSE(port->GetTagMode());
+
+    FakeCxp_SetMemory(0, 0x4044, 4);
+    FakeCxp_SetMemory(0, 0x4048, 0);
+    port->SaveCameraInfo();
+    EXPECT_EQ(Info(*port).GetVersionUsed(), 0u);
+    EXPECT_EQ(FakeCxp_GetMemory(0, 0x4048), 0u);
+    EXPECT_NE(LogSinceStart().find("Version Supported does not include either CXP 1.1 or CXP 2.0"), std::string::npos);
+}
+
+TEST_F(Identity, TwoPointZeroOnTheRegisterPathHasNoTags) {
+    Camera(kRevision20, 6);
+    auto port = MakePort(0, 10);
+    port->SaveCameraInfo();
+    EXPECT_EQ(Info(*port).GetVersionUsed(), 0x20000u);
+    EXPECT_EQ(ControlCalls("Version", 0), (std::vector<uint32_t>{3}));
+    EXPECT_FALSE(port->GetTagMode());
+    const auto accesses = Accesses(0, false);
+    EXPECT_TRUE(std::none_of(accesses.begin(), accesses.end(), [](const Access& a) { return a.tagged; }));
+}
+
+TEST_F(Identity, TwoPointZeroOnTheQueuePathTurnsTagsOn) {
+    Camera(kRevision20, 6);
+    auto port = MakePort(0, 16);
+    port->SaveCameraInfo();
+    EXPECT_EQ(Info(*port).GetVersionUsed(), 0x20000u);
+    EXPECT_TRUE(port->GetTagMode());
+    const auto accesses = Accesses(0, true);
+    const auto firstTagged = std::find_if(accesses.begin(), accesses.end(), [](const Access& a) { return a.tagged; });
+    ASSERT_NE(firstTagged, accesses.end());
+    EXPECT_EQ(firstTagged->address, 0x4048u) << "the first tagged packet reads the version used";
+    EXPECT_FALSE(firstTagged->write);
+    EXPECT_EQ(firstTagged->tagWord, 0u);
+    EXPECT_TRUE(std::all_of(firstTagged, accesses.end(), [](const Access& a) { return a.tagged; }));
+}
+
+TEST_F(Identity, CameraThatFailsTheTaggedReadGoesOnWithoutTags) {
+    Camera(kRevision20, 6);
+    FakeCxp_FailReads(0, 0x4048, 0x42424242);
+    auto port = MakePort(0, 16);
+    port->SaveCameraInfo();
+    EXPECT_FALSE(port->GetTagMode());
+    EXPECT_NE(LogSinceStart().find("Camera failed to respond to packet with tags, reverting to communication "
+                                   "without tags"),
+              std::string::npos);
+    const auto accesses = Accesses(0, true);
+    EXPECT_FALSE(accesses.back().tagged);
+    EXPECT_STREQ(Info(*port).GetDeviceName(), "orva-sim") << "the rest of the identity is read";
+}
+
+TEST_F(Identity, FirmwareThatRefusesTwoPointZeroFallsBackToOnePointOne) {
+    Camera(kRevision20, 6);
+    FakeCxp_SetControlStatus("Version", -10);
+    auto port = MakePort(0, 16);
+    port->SaveCameraInfo();
+    EXPECT_EQ(ControlCalls("Version", 0), (std::vector<uint32_t>{3, 2}));
+    EXPECT_EQ(Info(*port).GetVersionUsed(), 0x10001u) << "the camera is told 1.1 all the same";
+    EXPECT_FALSE(port->GetTagMode());
+    EXPECT_NE(LogSinceStart().find("Failed to set Version in the Firmware: 3 Error code: -10"), std::string::npos);
+}
+
+TEST_F(Identity, CameraWithASmallerControlPacketLowersThePorts) {
+    Camera(kRevision10, 0, 4096);
+    auto port = MakePort(0, 10);
+    ASSERT_EQ(port->GetControlPacketSize(), 512u);
+    port->SaveCameraInfo();
+    EXPECT_EQ(port->GetControlPacketSize(), 512u);
+    EXPECT_EQ(Info(*port).GetControlPacketSizeLimit(), 4096u);
+
+    FakeCxp_SetMemory(0, 0x400C, 256);
+    port->SaveCameraInfo();
+    EXPECT_EQ(port->GetControlPacketSize(), 256u);
+    // And the next long read goes out in chunks that fit it.
+    const uint32_t before = FakeCxp_CommandCount(0);
+    std::vector<uint8_t> block(1000);
+    ASSERT_EQ(port->ReadMem(0x10000, block.data(), 1000, 200), 0);
+    const auto accesses = Accesses(0, false);
+    ASSERT_EQ(accesses.size(), before + 5u);
+    EXPECT_EQ(accesses[before].bytes, 224u);
+}
+
+TEST_F(Identity, DesignWithoutStreamPacketSizeLeavesTheCameraAlone) {
+    Camera(kRevision10);
+    FakeCxp_RemoveRegister("StreamPacketSize");
+    auto port = MakePort(0, 10);
+    port->SaveCameraInfo();
+    EXPECT_FALSE(Touched(Accesses(0, false), 0x4010, true));
+}
+
+TEST_F(Identity, TextsFillTheirFieldWithoutAZero) {
+    Camera(kRevision10);
+    const std::string full(32, 'N');
+    SetCameraText(0, 0x2000, full, 32);
+    SetCameraText(0, 0x2020, full, 32); // runs on into the next field
+    SetCameraText(0, 0x20B0, "0123456789ABCDEF", 16);
+    auto port = MakePort(0, 10);
+    port->SaveCameraInfo();
+    EXPECT_EQ(std::string(Info(*port).GetDeviceName()), full);
+    EXPECT_EQ(std::string(Info(*port).GetSerialNumber()), "0123456789ABCDEF");
+}
+
+TEST_F(Identity, SilentCameraLeavesAnEmptyRecord) {
+    Camera(kRevision10);
+    auto port = MakePort(0, 10);
+    port->SaveCameraInfo();
+    ASSERT_STREQ(Info(*port).GetDeviceName(), "orva-sim");
+    // Revision and identity unanswered: the record starts empty and stays so.
+    FakeCxp_FailReads(0, 0x0004, 0x40404040);
+    for (uint32_t address : {0x2000u, 0x2020u, 0x2040u, 0x2070u, 0x20B0u, 0x20C0u, 0x2090u, 0x400Cu}) {
+        FakeCxp_FailReads(0, address, 0x40404040);
+    }
+    port->SaveCameraInfo();
+    EXPECT_EQ(Info(*port).GetRevision(), 0u);
+    EXPECT_STREQ(Info(*port).GetDeviceName(), "");
+    EXPECT_STREQ(Info(*port).GetUserId(), "");
+    EXPECT_EQ(Info(*port).GetControlPacketSizeLimit(), 0u);
+}
+
+TEST_F(Identity, UserIdIsReadAgainOnUpdate) {
+    Camera(kRevision10);
+    auto port = MakePort(0, 10);
+    port->SaveCameraInfo();
+    SetCameraText(0, 0x20C0, "right", 16);
+    EXPECT_STREQ(Info(*port).GetUserId(), "left");
+    port->UpdateCameraInfo();
+    EXPECT_STREQ(Info(*port).GetUserId(), "right");
+    EXPECT_STREQ(Info(*port).GetDeviceName(), "orva-sim");
+}
+
+TEST_F(Identity, ManifestOfEntryZero) {
+    Description("Local:cam.zip;100000;1A2B", {});
+    auto port = MakePort(0, 10);
+    EXPECT_EQ(port->GetXmlManifestSize(), CCxpPort::kUnknown);
+    ASSERT_EQ(port->ReadManifestInfo(), 0);
+    EXPECT_EQ(port->GetXmlManifestSize(), 1u);
+    EXPECT_EQ(port->GetXmlManifestInfo(), "10000;10100;Local:cam.zip;100000;1A2B");
+    EXPECT_EQ(FakeCxp_GetMemory(0, 0x000C), 0u);
+
+    FakeCxp_FailReads(0, 0x0014, 0x40404040);
+    EXPECT_EQ(port->ReadManifestInfo(), TGX_ERR_CXP_INVALID_ADDRESS);
+}
+
+TEST_F(Identity, PlainDescriptionArrivesAsText) {
+    // The name says zip; the bytes decide.
+    Description("Local:cam.zip;100000;" + Hex(kXml.size()), std::vector<uint8_t>(kXml.begin(), kXml.end()));
+    auto port = MakePort(0, 10);
+    std::string xml = "old";
+    ASSERT_EQ(port->GetXmlInfo(xml, 0), 0);
+    EXPECT_EQ(xml, kXml);
+
+    // Zeros behind the text end it; the block's own end ends it as well.
+    Description("Local:cam.xml;100000;" + Hex(kXml.size() + 100), std::vector<uint8_t>(kXml.begin(), kXml.end()));
+    ASSERT_EQ(port->GetXmlInfo(xml, 0), 0);
+    EXPECT_EQ(xml, kXml);
+    Description("Local:cam.xml;100000;10", std::vector<uint8_t>(kXml.begin(), kXml.end()));
+    ASSERT_EQ(port->GetXmlInfo(xml, 0), 0);
+    EXPECT_EQ(xml, kXml.substr(0, 16));
+}
+
+TEST_F(Identity, ZippedDescriptionIsUnpacked) {
+    for (uint16_t method : {uint16_t{8}, uint16_t{0}}) {
+        const auto zip = ziptest::MakeZip({{"cam.xml", kXml, method}});
+        Description("Local:cam.xml;100000;" + Hex(zip.size()), zip);
+        auto port = MakePort(0, 10);
+        std::string xml;
+        ASSERT_EQ(port->GetXmlInfo(xml, 0), 0) << "method " << method;
+        EXPECT_EQ(xml, kXml) << "method " << method;
+    }
+    EXPECT_NE(LogSinceStart().find("XML type: Zip - Index 0 - Size: "), std::string::npos);
+}
+
+TEST_F(Identity, ZipThatCantBeReadIsRefused) {
+    auto port = MakePort(0, 10);
+    std::string xml = "kept";
+
+    // The local header's signature and nothing else.
+    Description("Local:cam.zip;100000;40", {0x50, 0x4B, 0x03, 0x04});
+    EXPECT_EQ(port->GetXmlInfo(xml, 0), TGX_ERR_INTERNAL);
+    EXPECT_EQ(xml, "kept");
+
+    // An entry that unpacks beyond what the port takes.
+    const auto bomb = ziptest::MakeZip({{"cam.xml", std::string(80u << 20, '<'), 8, 0}});
+    Description("Local:cam.zip;100000;" + Hex(bomb.size()), bomb);
+    EXPECT_EQ(port->GetXmlInfo(xml, 0), TGX_ERR_INVALID_DATA);
+    EXPECT_EQ(xml, "kept");
+}
+
+TEST_F(Identity, LocationsThatDontParse) {
+    auto port = MakePort(0, 10);
+    std::string xml = "kept";
+    for (const char* url : {"file:///cam.xml;100000;40", "Local:a.xml;100;", "Local:a.xml;100", "Local:a.xml",
+                            "Local:a.xml;zz;40", "Local:a.xml;100;zz", "Local:a.xml;1FFFFFFFF;40"}) {
+        Description(url, {});
+        EXPECT_EQ(port->GetXmlInfo(xml, 0), TGX_ERR_INTERNAL) << url;
+    }
+    Description("Local:a.xml;100000;7FFFFFFF", {});
+    EXPECT_EQ(port->GetXmlInfo(xml, 0), TGX_ERR_INVALID_DATA) << "larger than a description can be";
+    EXPECT_EQ(xml, "kept");
+}
+
+TEST_F(Identity, EntryBeyondTheManifestIsAnInvalidAddress) {
+    Description("Local:cam.xml;100000;10", std::vector<uint8_t>(kXml.begin(), kXml.end()));
+    auto port = MakePort(0, 10);
+    std::string xml;
+    EXPECT_EQ(port->GetXmlInfo(xml, 1), TGX_ERR_GENCP_INVALID_ADDRESS);
+    EXPECT_FALSE(Touched(Accesses(0, false), 0x000C, true)) << "nothing selected";
+}
+
+} // namespace
+} // namespace orva::cxptest

@@ -32,7 +32,7 @@ public:
     // the new end becomes 0.
     void Truncate(std::size_t size) {
         size_ = std::min(size, size_);
-        block_[size_] = 0;
+        block_.get()[size_] = 0;
     }
 
 private:

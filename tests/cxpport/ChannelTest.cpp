@@ -88,7 +88,7 @@ TEST_F(RegisterPath, LongAccessesGoOutInChunksOfThePacketSize) {
     // The same chunks for a write.
     for (uint32_t i = 0; i < 250; ++i) {
         const auto bytes = wire::StoreBigEndian32(0xB0000000 + i);
-        std::memcpy(&block[4 * i], bytes.data(), 4);
+        std::memcpy(&block[size_t{4} * i], bytes.data(), 4);
     }
     ASSERT_EQ(port->WriteMem(0x20000, block.data(), 1000, 200), 0);
     ASSERT_EQ(Commands(0).size(), 6u);

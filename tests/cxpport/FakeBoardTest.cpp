@@ -19,6 +19,15 @@ namespace {
 OHalDevice* const kDevice = reinterpret_cast<OHalDevice*>(uintptr_t{0x1000});
 DsgDesign* const kDesign = reinterpret_cast<DsgDesign*>(uintptr_t{0x2000});
 
+// The tests change the environment only from their main thread, while no
+// other thread of theirs runs.
+void SetEnv(const char* name, const std::string& value) {
+    setenv(name, value.c_str(), 1); // NOLINT(concurrency-mt-unsafe)
+}
+void UnsetEnv(const char* name) {
+    unsetenv(name); // NOLINT(concurrency-mt-unsafe)
+}
+
 std::string LogFile() {
     return ::testing::TempDir() + "cxpport-" + std::to_string(getpid()) + ".log";
 }
@@ -29,10 +38,10 @@ public:
     void SetUp() override {
         // Tweaks from the environment only: no user or installation file.
         const std::string config = ::testing::TempDir() + "cxpport-config-" + std::to_string(getpid());
-        setenv("XDG_CONFIG_HOME", config.c_str(), 1);
+        SetEnv("XDG_CONFIG_HOME", config);
         std::remove(LogFile().c_str());
-        setenv("ORVA_LOG_FILE", LogFile().c_str(), 1);
-        setenv("ORVA_LOG", "orva.genicam.CxpController=1", 1);
+        SetEnv("ORVA_LOG_FILE", LogFile());
+        SetEnv("ORVA_LOG", "orva.genicam.CxpController=1");
         orva::templates::platform::SetRuntimeLibraryDirectory(CXPPORT_FAKE_BOARD_DIR);
     }
     void TearDown() override { std::remove(LogFile().c_str()); }
@@ -58,12 +67,12 @@ void FakeBoardTest::SetUp() {
 
 void FakeBoardTest::TearDown() {
     for (const auto& name : tweaks_) {
-        unsetenv(name.c_str());
+        UnsetEnv(name.c_str());
     }
 }
 
 void FakeBoardTest::SetTweak(const char* variable, const std::string& value) {
-    setenv(variable, value.c_str(), 1);
+    SetEnv(variable, value);
     tweaks_.emplace_back(variable);
 }
 

@@ -25,6 +25,15 @@ namespace {
 using cxp::CCxpPort;
 namespace wire = cxp::wire;
 
+// The tests change the environment only from their main thread, while no
+// other thread of theirs runs.
+void SetEnv(const char* name, const std::string& value) {
+    setenv(name, value.c_str(), 1); // NOLINT(concurrency-mt-unsafe)
+}
+void UnsetEnv(const char* name) {
+    unsetenv(name); // NOLINT(concurrency-mt-unsafe)
+}
+
 std::string LogFile() {
     return ::testing::TempDir() + "cxpport-sim-" + std::to_string(getpid()) + ".log";
 }
@@ -34,11 +43,11 @@ class SimEnvironment : public ::testing::Environment {
 public:
     void SetUp() override {
         const std::string config = ::testing::TempDir() + "cxpport-sim-config-" + std::to_string(getpid());
-        setenv("XDG_CONFIG_HOME", config.c_str(), 1);
+        SetEnv("XDG_CONFIG_HOME", config);
         std::remove(LogFile().c_str());
-        setenv("ORVA_LOG_FILE", LogFile().c_str(), 1);
-        setenv("ORVA_LOG", "orva.genicam.CxpController=2", 1);
-        unsetenv("ORVA_SIM_SCENARIO");
+        SetEnv("ORVA_LOG_FILE", LogFile());
+        SetEnv("ORVA_LOG", "orva.genicam.CxpController=2");
+        UnsetEnv("ORVA_SIM_SCENARIO");
     }
     void TearDown() override { std::remove(LogFile().c_str()); }
 };
@@ -61,7 +70,7 @@ protected:
     void SetUp() override {
         const auto* info = ::testing::UnitTest::GetInstance()->current_test_info();
         const std::string ns = ("cxpport-" + std::to_string(getpid()) + "-" + info->name()).substr(0, 64);
-        setenv("ORVA_SIM_NAMESPACE", ns.c_str(), 1);
+        SetEnv("ORVA_SIM_NAMESPACE", ns);
         std::ifstream log(LogFile());
         std::stringstream text;
         text << log.rdbuf();
@@ -74,7 +83,7 @@ protected:
         }
         EXPECT_EQ(orva_sim_destroy(), ORVA_SIM_OK) << orva_sim_last_error();
         for (const auto& name : tweaks_) {
-            unsetenv(name.c_str());
+            UnsetEnv(name.c_str());
         }
     }
 
@@ -90,7 +99,7 @@ protected:
     }
 
     void SetTweak(const char* variable, const char* value) {
-        setenv(variable, value, 1);
+        SetEnv(variable, value);
         tweaks_.emplace_back(variable);
     }
 

@@ -192,6 +192,26 @@ TEST_F(RegisterPath, FourWaitsThenSilenceFinishAWriteButSendAReadAgain) {
     EXPECT_EQ(FakeCxp_CommandCount(0), 3u) << "the read went out a second time";
 }
 
+TEST_F(RegisterPath, OnePacketOutlastsFourWaitsAtMost) {
+    FakeCxp_SetMemory(0, 0x10004, 99);
+    std::vector<std::vector<uint32_t>> acks(3, WaitAck(1, true, false));
+    acks.push_back(DataAck({wire::ToWire(5)}, true));
+    Answer(0, acks);
+    std::array<uint8_t, 4> read{};
+    ASSERT_EQ(port->ReadMem(0x10004, read.data(), 4, 200), 0);
+    EXPECT_EQ(wire::LoadBigEndian32(read.data()), 5u) << "three waits, then the data";
+    EXPECT_EQ(FakeCxp_CommandCount(0), 1u);
+
+    // After four waits the read goes out again; the late answer to the
+    // first packet is for the same address and is taken.
+    acks.insert(acks.begin(), WaitAck(1, true, false));
+    Answer(0, acks);
+    read.fill(0);
+    ASSERT_EQ(port->ReadMem(0x10004, read.data(), 4, 200), 0);
+    EXPECT_EQ(wire::LoadBigEndian32(read.data()), 5u);
+    EXPECT_EQ(FakeCxp_CommandCount(0), 3u);
+}
+
 TEST_F(RegisterPath, PayloadBeyondTheRoomIsCutToTheRoom) {
     Answer(0, {DataAck({wire::ToWire(1), wire::ToWire(2), wire::ToWire(3)}, true)});
     std::array<uint8_t, 8> read{};

@@ -5,7 +5,7 @@
 // big-endian; a 32-bit word that travels through a design register or a
 // data queue carries its first wire byte in bits 7..0. So a host number
 // becomes a wire word by exchanging its four bytes, and the big-endian bytes
-// that ReadMem/WriteMem move are turned into host numbers by the helpers
+// that ReadMem/WriteMem move are turned into host numbers by the functions
 // below.
 #pragma once
 

@@ -23,7 +23,7 @@ using nlohmann::json;
 constexpr std::string_view kDefaultScenario = R"({
   "description": "one board of each camera technology; two CoaXPress cameras on board 0",
   "boards": [
-    { "index": 0, "type": "0xA64", "serial": 100000, "design": "coaxpress",  "ports": 4,
+    { "index": 0, "type": "0xA64", "serial": 100000, "design": "coaxpress",  "ports": 4, "portPower": "on",
       "cameras": [
         { "model": "cxp-camera", "ports": [0, 1],
           "params": { "modelName": "cxp-dual-link", "serialNumber": "CXP-SIM-0001" } },

@@ -184,7 +184,7 @@ TEST_F(CxpScenarios, DefaultSetUpCablesTwoCamerasToTheFirstBoard) {
             EXPECT_EQ(info.link, e.link) << "port " << e.port;
             EXPECT_STREQ(info.model, "cxp-camera");
         }
-        EXPECT_EQ(info.power, static_cast<uint32_t>(ORVA_SIM_POWER_OFF)) << "the host switches power on";
+        EXPECT_EQ(info.power, static_cast<uint32_t>(ORVA_SIM_POWER_ON)) << "the default set-up starts powered";
     }
     orva_sim_board_info boards[4]{};
     ASSERT_EQ(orva_sim_list_boards(boards, 4), 4);

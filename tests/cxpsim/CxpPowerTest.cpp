@@ -103,8 +103,11 @@ TEST_F(Power, StatusOfGroupThreeWithAndWithoutSensors) {
 }
 
 TEST_F(Power, CameraControlSwitchesThePortsOfTheQueuePath) {
-    // Board 0 of the default set-up: ports unpowered after load.
+    // Board 0 of the default set-up, both links of its first camera switched
+    // off first (either link alone feeds the camera).
     board = open(0);
+    ASSERT_EQ(hal.OHalCameraCtrlSetPortPowerState(board, 0, 1), ORVA_SIM_OK);
+    ASSERT_EQ(hal.OHalCameraCtrlSetPortPowerState(board, 1, 1), ORVA_SIM_OK);
     EXPECT_FALSE(cameraPresent());
     EXPECT_EQ(get(board, "CxpPowerStatus_0") >> 30, 0x01u);
     ASSERT_EQ(hal.OHalCameraCtrlSetPortPowerState(board, 0, 2), ORVA_SIM_OK);

@@ -129,6 +129,7 @@ TEST_F(Handles, PortSettingsAreKeptUntilTheCameraControlIsReset) {
 
 TEST_F(Handles, PowerCanBeSwitchedAndTrippedFromOutside) {
     OHalDevice* device = open(0);
+    ASSERT_EQ(orva_sim_set_power(0, 0, ORVA_SIM_POWER_OFF), ORVA_SIM_OK);
     EXPECT_EQ(orva_sim_get_power(0, 0), ORVA_SIM_POWER_OFF);
     ASSERT_EQ(hal.OHalCameraCtrlSetPortPowerState(device, 0, 2), ORVA_SIM_OK);
     EXPECT_EQ(orva_sim_get_power(0, 0), ORVA_SIM_POWER_ON);

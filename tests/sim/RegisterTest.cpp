@@ -144,7 +144,10 @@ TEST_F(Registers, TimeCounterRunsOnFromTheValueWritten) {
 
 TEST_F(Registers, PortPowerStatusFollowsThePorts) {
     OHalDevice* device = open(0);
-    EXPECT_EQ(readRegister(device, "PortPowerStatus"), 0u) << "CoaXPress ports start unpowered";
+    EXPECT_EQ(readRegister(device, "PortPowerStatus"), 0xFu) << "the default set-up powers board 0";
+    for (uint32_t port = 0; port < 4; ++port) {
+        ASSERT_EQ(hal.OHalCameraCtrlSetPortPowerState(device, port, 1), ORVA_SIM_OK);
+    }
     ASSERT_EQ(hal.OHalCameraCtrlSetPortPowerState(device, 1, 2), ORVA_SIM_OK);
     ASSERT_EQ(orva_sim_set_power(0, 2, ORVA_SIM_POWER_TRIPPED), ORVA_SIM_OK);
     EXPECT_EQ(readRegister(device, "PortPowerStatus"), (1u << 1) | (1u << (16 + 2)));

@@ -60,10 +60,10 @@ TEST_F(SharedState, NamespacesKeepTheirBoardsApart) {
 TEST_F(SharedState, ResetStartsTheBoardAnewUnderOpenHandles) {
     OHalDevice* device = open(0);
     writeRegister(device, "Scratch", 7);
-    ASSERT_EQ(orva_sim_set_power(0, 1, ORVA_SIM_POWER_ON), ORVA_SIM_OK);
+    ASSERT_EQ(orva_sim_set_power(0, 1, ORVA_SIM_POWER_OFF), ORVA_SIM_OK);
     ASSERT_EQ(orva_sim_reset(), ORVA_SIM_OK) << orva_sim_last_error();
     EXPECT_EQ(readRegister(device, "Scratch"), 0u);
-    EXPECT_EQ(orva_sim_get_power(0, 1), ORVA_SIM_POWER_OFF);
+    EXPECT_EQ(orva_sim_get_power(0, 1), ORVA_SIM_POWER_ON) << "the default set-up powers board 0 at load";
 }
 
 TEST_F(SharedState, ResetKeepsTheScenarioLoadedLast) {

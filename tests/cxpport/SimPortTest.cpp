@@ -5,8 +5,10 @@
 #include <gtest/gtest.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <array>
 #include <atomic>
+#include <cctype>
 #include <fstream>
 #include <sstream>
 #include <string>
@@ -69,7 +71,10 @@ class SimPort : public ::testing::Test {
 protected:
     void SetUp() override {
         const auto* info = ::testing::UnitTest::GetInstance()->current_test_info();
-        const std::string ns = ("cxpport-" + std::to_string(getpid()) + "-" + info->name()).substr(0, 64);
+        std::string ns = ("cxpport-" + std::to_string(getpid()) + "-" + info->name()).substr(0, 64);
+        std::replace_if(
+            ns.begin(), ns.end(), [](char c) { return std::isalnum(static_cast<unsigned char>(c)) == 0 && c != '-'; },
+            '_');
         SetEnv("ORVA_SIM_NAMESPACE", ns);
         std::ifstream log(LogFile());
         std::stringstream text;
@@ -186,6 +191,42 @@ TEST_F(SimPort, LinkDoesntLockAtAnotherSpeedThanTheCameras) {
     CCxpPort& empty = Port(2, 10);
     EXPECT_EQ(empty.LockLinksAtSpeed(3125), TGX_ERR_LINK_LOCK_TIMEOUT);
 }
+
+struct CoreType {
+    const char* design;
+    const char* boardType;
+    uint32_t ports;
+    uint32_t gtxIf;
+};
+
+class SimCoreType : public SimPort, public ::testing::WithParamInterface<CoreType> {};
+
+TEST_P(SimCoreType, LocksOnlyAtTheCamerasSpeed) {
+    const CoreType& core = GetParam();
+    const std::string scenario =
+        std::string(R"({"boards":[{"index":0,"type":")") + core.boardType + R"(","serial":3,"design":")" + core.design +
+        R"(","ports":)" + std::to_string(core.ports) +
+        R"(,"portPower":"on","cameras":[{"model":"cxp-camera","ports":[0],"params":{"nativeSpeed":5000}}]}]})";
+    Load(scenario.c_str());
+    CCxpPort& port = Port(0, core.gtxIf);
+    EXPECT_EQ(port.LockLinksAtSpeed(3125), TGX_ERR_LINK_LOCK_TIMEOUT);
+    ASSERT_EQ(port.LockLinksAtSpeed(5000), 0);
+    EXPECT_EQ(port.GetLinkSpeed(), 5000u);
+    EXPECT_EQ(port.GetMagicValue(), CCxpPort::kMagicValue);
+    EXPECT_EQ(Read32(port, 0x4004), 0u);
+}
+
+INSTANTIATE_TEST_SUITE_P(Designs, SimCoreType,
+                         ::testing::Values(CoreType{"cxp-drp", "0xA51", 4, 1}, CoreType{"cxp-drp-ready", "0x750", 4, 2},
+                                           CoreType{"cxp-rate-1", "0x750", 1, 3},
+                                           CoreType{"cxp-rxstatus-1", "0x750", 1, 6},
+                                           CoreType{"cxp-dual-1", "0xA64", 1, 10},
+                                           CoreType{"cxp-queue-1", "0xA64", 1, 16}),
+                         [](const ::testing::TestParamInfo<CoreType>& info) {
+                             std::string name = info.param.design;
+                             std::replace(name.begin(), name.end(), '-', '_');
+                             return name;
+                         });
 
 TEST_F(SimPort, UserIdGoesToTheCameraAndBack) {
     Load(kRegisterBoard);

@@ -520,7 +520,6 @@ int32_t CxpController::DiscoverCameras(uint32_t portMask, uint32_t speed, uint32
             worker_ = std::thread(&CxpController::WorkerMain, this);
         }
     }
-    workerWake_.notify_all();
 
     int32_t result = TGX_OK;
     {

@@ -50,16 +50,20 @@ public:
         std::function<void(LinkEventKind, uint32_t)> hook;
         {
             std::lock_guard<std::mutex> lock(log->mutex_);
-            log->events_.push_back({kind, portMask});
             hook = log->hook_;
         }
         if (hook) {
             hook(kind, portMask);
         }
+        {
+            std::lock_guard<std::mutex> lock(log->mutex_);
+            log->events_.push_back({kind, portMask});
+        }
         log->changed_.notify_all();
     }
 
-    // Called on the worker for each event, after it has been recorded.
+    // Called on the worker for each event, before the event is recorded: a
+    // test that waits for the event sees what the hook did.
     void SetHook(std::function<void(LinkEventKind, uint32_t)> hook) {
         std::lock_guard<std::mutex> lock(mutex_);
         hook_ = std::move(hook);

@@ -33,9 +33,9 @@ uint32_t LinkNumber(cxp::CCxpPort& port) {
     return port.GetMasterId() & 0xFFFF;
 }
 
-class Discovery : public CxpControllerTest {};
+class CxpDiscovery : public CxpControllerTest {};
 
-TEST_F(Discovery, FindsCamerasWithTheirLinksAndSettlesTheirSpeeds) {
+TEST_F(CxpDiscovery, FindsCamerasWithTheirLinksAndSettlesTheirSpeeds) {
     ASSERT_NO_FATAL_FAILURE(Load(kTwoCameras));
     ASSERT_NO_FATAL_FAILURE(Open());
     ASSERT_EQ(controller->GetNrOfPorts(), 4u);
@@ -85,7 +85,7 @@ TEST_F(Discovery, FindsCamerasWithTheirLinksAndSettlesTheirSpeeds) {
     EXPECT_EQ(events.Events().front(), (LinkEvent{LinkEventKind::Gained, 0x7}));
 }
 
-TEST_F(Discovery, ReversedCablingIsRoutedThroughTheSelector) {
+TEST_F(CxpDiscovery, ReversedCablingIsRoutedThroughTheSelector) {
     // Register path: the selector decides which engine talks to which cable.
     ASSERT_NO_FATAL_FAILURE(
         Load(Scenario(Board(0, "0xA64", R"("cxp-dual-4")", 4, R"({"model": "cxp-camera", "ports": [2, 0]})"))));
@@ -114,7 +114,7 @@ TEST_F(Discovery, ReversedCablingIsRoutedThroughTheSelector) {
     EXPECT_EQ(Port(0).GetLinkSpeed(), 6250u);
 }
 
-TEST_F(Discovery, ScanOfFreePortsKeepsTheCameraInUse) {
+TEST_F(CxpDiscovery, ScanOfFreePortsKeepsTheCameraInUse) {
     // Camera A reversed on ports 2 and 0; camera B's cable on port 3 goes in
     // while A is in use.
     ASSERT_NO_FATAL_FAILURE(Load(Scenario(Board(0, "0xA64", R"("cxp-dual-4")", 4,
@@ -162,7 +162,7 @@ TEST_F(Discovery, ScanOfFreePortsKeepsTheCameraInUse) {
     }
 }
 
-TEST_F(Discovery, LostLinkIsReportedOnceAndFoundAgain) {
+TEST_F(CxpDiscovery, LostLinkIsReportedOnceAndFoundAgain) {
     ASSERT_NO_FATAL_FAILURE(
         Load(Scenario(Board(0, "0xA64", R"("coaxpress")", 4,
                             R"({"model": "cxp-camera", "ports": [0]}, {"model": "cxp-camera", "ports": [3]})"))));
@@ -184,7 +184,7 @@ TEST_F(Discovery, LostLinkIsReportedOnceAndFoundAgain) {
     EXPECT_EQ(Port(3).GetLinkIndex(), kLinkIndexMaster);
 }
 
-TEST_F(Discovery, CameraThatLosesOneLinkIsTakenOutAsAWhole) {
+TEST_F(CxpDiscovery, CameraThatLosesOneLinkIsTakenOutAsAWhole) {
     ASSERT_NO_FATAL_FAILURE(
         Load(Scenario(Board(0, "0xA64", R"("coaxpress")", 4, R"({"model": "cxp-camera", "ports": [0, 1]})"))));
     ASSERT_NO_FATAL_FAILURE(Open());
@@ -198,7 +198,7 @@ TEST_F(Discovery, CameraThatLosesOneLinkIsTakenOutAsAWhole) {
     EXPECT_EQ(events.Events()[1], (LinkEvent{LinkEventKind::Lost, 0x3}));
 }
 
-TEST_F(Discovery, CameraPluggedInLaterIsFoundByTheWorker) {
+TEST_F(CxpDiscovery, CameraPluggedInLaterIsFoundByTheWorker) {
     ASSERT_NO_FATAL_FAILURE(Load(Scenario(
         Board(0, "0xA64", R"("coaxpress")", 4, R"({"model": "cxp-camera", "ports": [1], "plugged": false})"))));
     ASSERT_NO_FATAL_FAILURE(Open());
@@ -216,7 +216,7 @@ TEST_F(Discovery, CameraPluggedInLaterIsFoundByTheWorker) {
     EXPECT_EQ(Port(1).GetLinkIndex(), kLinkIndexMaster);
 }
 
-TEST_F(Discovery, ArgumentsAreCheckedBeforeTheWorkerStarts) {
+TEST_F(CxpDiscovery, ArgumentsAreCheckedBeforeTheWorkerStarts) {
     ASSERT_NO_FATAL_FAILURE(Load(Scenario(Board(0, "0x757", R"("cxp-rate-4")", 4, ""))));
     ASSERT_NO_FATAL_FAILURE(Open());
     ASSERT_EQ(controller->GetGtxIf(), 3u);
@@ -228,7 +228,7 @@ TEST_F(Discovery, ArgumentsAreCheckedBeforeTheWorkerStarts) {
     EXPECT_EQ(controller->DiscoverCameras(0x1, 6250, 0), TGX_ERR_NO_CAMERA_FOUND);
 }
 
-TEST_F(Discovery, BoardWithoutCoaXPressPortsHasNoPortToScan) {
+TEST_F(CxpDiscovery, BoardWithoutCoaXPressPortsHasNoPortToScan) {
     // A CoaXPress board type with a design that isn't a CoaXPress one.
     ASSERT_NO_FATAL_FAILURE(Load(Scenario(Board(0, "0xA64", R"("clhs")", 2, ""))));
     ASSERT_NO_FATAL_FAILURE(Open());
@@ -244,7 +244,7 @@ int32_t ThreadCount() {
         std::distance(std::filesystem::directory_iterator(tasks), std::filesystem::directory_iterator()));
 }
 
-TEST_F(Discovery, OneWorkerServesEveryDiscovery) {
+TEST_F(CxpDiscovery, OneWorkerServesEveryDiscovery) {
     ASSERT_NO_FATAL_FAILURE(
         Load(Scenario(Board(0, "0xA64", R"("coaxpress")", 4, R"({"model": "cxp-camera", "ports": [0]})"))));
     ASSERT_NO_FATAL_FAILURE(Open());
@@ -256,7 +256,7 @@ TEST_F(Discovery, OneWorkerServesEveryDiscovery) {
     EXPECT_EQ(ThreadCount(), withWorker);
 }
 
-TEST_F(Discovery, EventFunctionCantWaitForItsOwnWorker) {
+TEST_F(CxpDiscovery, EventFunctionCantWaitForItsOwnWorker) {
     ASSERT_NO_FATAL_FAILURE(
         Load(Scenario(Board(0, "0xA64", R"("coaxpress")", 4, R"({"model": "cxp-camera", "ports": [0]})"))));
     ASSERT_NO_FATAL_FAILURE(Open());
@@ -267,7 +267,7 @@ TEST_F(Discovery, EventFunctionCantWaitForItsOwnWorker) {
     EXPECT_EQ(nested.load(), TGX_ERR_BLOCKED);
 }
 
-TEST_F(Discovery, CameraThatStartsWithItsMasterLinkIsToldToUseAll) {
+TEST_F(CxpDiscovery, CameraThatStartsWithItsMasterLinkIsToldToUseAll) {
     // After a reset only the master link runs; the camera is told to bring
     // up the second link of the design's place for it.
     ASSERT_NO_FATAL_FAILURE(
@@ -286,7 +286,7 @@ TEST_F(Discovery, CameraThatStartsWithItsMasterLinkIsToldToUseAll) {
     EXPECT_EQ(config, 0x00020048u);
 }
 
-TEST_F(Discovery, DesignWithoutLayoutExpectsOneCameraOnPortZero) {
+TEST_F(CxpDiscovery, DesignWithoutLayoutExpectsOneCameraOnPortZero) {
     ASSERT_NO_FATAL_FAILURE(Load(Scenario(Board(0, "0xA64",
                                                 R"({"base": "cxp-dual-4", "name": "no-layout",
                             "without": ["DiscoveryAppletMasterID", "DiscoveryAppletExtensionID"]})",
@@ -298,7 +298,7 @@ TEST_F(Discovery, DesignWithoutLayoutExpectsOneCameraOnPortZero) {
     EXPECT_EQ(Port(0).GetAppletPort(), 0u);
 }
 
-TEST_F(Discovery, SecondBoardPutsItsIndexIntoTheHostId) {
+TEST_F(CxpDiscovery, SecondBoardPutsItsIndexIntoTheHostId) {
     ASSERT_NO_FATAL_FAILURE(
         Load(Scenario(Board(0, "0xA64", R"("coaxpress")", 4, "") + "," +
                       Board(1, "0xA64", R"("coaxpress")", 4, R"({"model": "cxp-camera", "ports": [0]})"))));

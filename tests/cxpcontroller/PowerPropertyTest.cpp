@@ -14,9 +14,9 @@ constexpr uint32_t kUint32 = 1;
 constexpr uint32_t kDouble = 2;
 constexpr uint32_t kText = 3;
 
-class Power : public CxpControllerTest {};
+class CxpPower : public CxpControllerTest {};
 
-TEST_F(Power, EnableRegisterKeepsToTheBoardsPorts) {
+TEST_F(CxpPower, EnableRegisterKeepsToTheBoardsPorts) {
     // Register path on two ports: the ports start powered.
     ASSERT_NO_FATAL_FAILURE(Load(Scenario(Board(0, "0x757", R"("cxp-rate-2")", 2, ""))));
     ASSERT_NO_FATAL_FAILURE(Open());
@@ -31,7 +31,7 @@ TEST_F(Power, EnableRegisterKeepsToTheBoardsPorts) {
     EXPECT_EQ(PortPower(1), static_cast<uint32_t>(ORVA_SIM_POWER_ON));
 }
 
-TEST_F(Power, CameraControlSwitchesThePortsOfTheMask) {
+TEST_F(CxpPower, CameraControlSwitchesThePortsOfTheMask) {
     ASSERT_NO_FATAL_FAILURE(Load(Scenario(Board(0, "0xA64", R"("coaxpress")", 4, "", "off"))));
     ASSERT_NO_FATAL_FAILURE(Open());
     controller->PowerOn(0x5);
@@ -44,14 +44,14 @@ TEST_F(Power, CameraControlSwitchesThePortsOfTheMask) {
     EXPECT_EQ(PortPower(0), static_cast<uint32_t>(ORVA_SIM_POWER_ON));
 }
 
-TEST_F(Power, DisabledPowerOverTheCableSwitchesEveryPortOff) {
+TEST_F(CxpPower, DisabledPowerOverTheCableSwitchesEveryPortOff) {
     setenv("ORVA_CXP_DISABLE_POWER_OVER_CXP", "On", 1); // NOLINT(concurrency-mt-unsafe): no thread runs yet
     ASSERT_NO_FATAL_FAILURE(Load(Scenario(Board(0, "0x757", R"("cxp-rate-4")", 4, ""))));
     ASSERT_NO_FATAL_FAILURE(Open());
     EXPECT_EQ(DesignRegister("rCxpPowerEnablePower"), 0u);
 }
 
-TEST_F(Power, TrippedPortIsCycledBeforeTheScanAndItsCameraFound) {
+TEST_F(CxpPower, TrippedPortIsCycledBeforeTheScanAndItsCameraFound) {
     ASSERT_NO_FATAL_FAILURE(
         Load(Scenario(Board(0, "0x757", R"("cxp-rate-4")", 4, R"({"model": "cxp-camera", "ports": [1]})"))));
     ASSERT_NO_FATAL_FAILURE(Open());
@@ -67,7 +67,7 @@ TEST_F(Power, TrippedPortIsCycledBeforeTheScanAndItsCameraFound) {
     EXPECT_EQ(status, 3u) << "on, with the camera drawing current";
 }
 
-TEST_F(Power, CameraThatTripsItsPortIsNeverFound) {
+TEST_F(CxpPower, CameraThatTripsItsPortIsNeverFound) {
     setenv("ORVA_CXP_NUM_RESET_ATTEMPTS_ON_PORT_TRIP", "0", 1); // NOLINT(concurrency-mt-unsafe): no thread runs yet
     ASSERT_NO_FATAL_FAILURE(
         Load(Scenario(Board(0, "0xA64", R"("cxp-dual-4")", 4,
@@ -86,9 +86,9 @@ TEST_F(Power, CameraThatTripsItsPortIsNeverFound) {
     EXPECT_FALSE(Port(0).IsConnected());
 }
 
-class Properties : public CxpControllerTest {};
+class CxpProperties : public CxpControllerTest {};
 
-TEST_F(Properties, ArgumentsAreCheckedInTheirOrder) {
+TEST_F(CxpProperties, ArgumentsAreCheckedInTheirOrder) {
     ASSERT_NO_FATAL_FAILURE(Load(Scenario(Board(0, "0xA64", R"("coaxpress")", 4, ""))));
     ASSERT_NO_FATAL_FAILURE(Open());
     uint32_t value = 0;
@@ -109,7 +109,7 @@ TEST_F(Properties, ArgumentsAreCheckedInTheirOrder) {
     EXPECT_EQ(reading, 0.0);
 }
 
-TEST_F(Properties, SenseValuesInTheCodingOfEachBoardGroup) {
+TEST_F(CxpProperties, SenseValuesInTheCodingOfEachBoardGroup) {
     // The camera draws 300 mA from a 24 V supply on every board.
     const char* camera = R"({"model": "cxp-camera", "ports": [0], "params": {"currentMa": 300}})";
     ASSERT_NO_FATAL_FAILURE(Load(Scenario(Board(0, "0xA53", R"("cxp-drp")", 4, camera) + "," +
@@ -135,7 +135,7 @@ TEST_F(Properties, SenseValuesInTheCodingOfEachBoardGroup) {
     }
 }
 
-TEST_F(Properties, AuxiliarySensorOnTheOldestBoards) {
+TEST_F(CxpProperties, AuxiliarySensorOnTheOldestBoards) {
     ASSERT_NO_FATAL_FAILURE(Load(Scenario(Board(0, "0xA53", R"("cxp-drp")", 4, ""))));
     ASSERT_NO_FATAL_FAILURE(Open());
     uint32_t port = 2;
@@ -145,7 +145,7 @@ TEST_F(Properties, AuxiliarySensorOnTheOldestBoards) {
     EXPECT_DOUBLE_EQ(reading, raw * 300.0 / (13800.0 - raw));
 }
 
-TEST_F(Properties, CameraRecordsBeforeAndAfterTheFirstScan) {
+TEST_F(CxpProperties, CameraRecordsBeforeAndAfterTheFirstScan) {
     ASSERT_NO_FATAL_FAILURE(
         Load(Scenario(Board(0, "0xA64", R"("coaxpress")", 4, R"({"model": "cxp-camera", "ports": [3]})"))));
     ASSERT_NO_FATAL_FAILURE(Open());
@@ -174,7 +174,7 @@ TEST_F(Properties, CameraRecordsBeforeAndAfterTheFirstScan) {
     EXPECT_EQ(manifest, Port(3).GetXmlManifestInfo());
 }
 
-class LinkConfig : public CxpControllerTest {
+class CxpLinkConfig : public CxpControllerTest {
 protected:
     void SetUp() override {
         CxpControllerTest::SetUp();
@@ -194,21 +194,21 @@ protected:
     }
 };
 
-TEST_F(LinkConfig, NewSpeedReachesCameraAndLinks) {
+TEST_F(CxpLinkConfig, NewSpeedReachesCameraAndLinks) {
     ASSERT_EQ(Set(5000), TGX_OK);
     EXPECT_EQ(CameraConfig(), 0x00020040u) << "the number of links is kept";
     EXPECT_EQ(Port(0).GetLinkSpeed(), 5000u);
     EXPECT_EQ(Port(1).GetLinkSpeed(), 5000u);
 }
 
-TEST_F(LinkConfig, ZeroKeepsTheCamerasConfigurationAndLocksAgain) {
+TEST_F(CxpLinkConfig, ZeroKeepsTheCamerasConfigurationAndLocksAgain) {
     ASSERT_EQ(Set(0), TGX_OK);
     EXPECT_EQ(CameraConfig(), 0x00020048u);
     EXPECT_EQ(Port(0).GetLinkSpeed(), 6250u);
     EXPECT_EQ(Port(1).GetLinkSpeed(), 6250u);
 }
 
-TEST_F(LinkConfig, RefusedValuesLeaveTheCameraAsItWas) {
+TEST_F(CxpLinkConfig, RefusedValuesLeaveTheCameraAsItWas) {
     EXPECT_EQ(Set(7000), TGX_ERR_INVALID_ARGUMENT);
     EXPECT_EQ(Set(5000, 1), TGX_ERR_INVALID_PORT) << "an extension link isn't a camera";
     EXPECT_EQ(Set(5000, 2), TGX_ERR_INVALID_PORT) << "no camera";
@@ -219,9 +219,9 @@ TEST_F(LinkConfig, RefusedValuesLeaveTheCameraAsItWas) {
     EXPECT_EQ(controller->GetConnectedMask(), 0x3u) << "the links stay in use";
 }
 
-class Selector : public CxpControllerTest {};
+class CxpSelector : public CxpControllerTest {};
 
-TEST_F(Selector, RegistersTakeTheSelectorAsGiven) {
+TEST_F(CxpSelector, RegistersTakeTheSelectorAsGiven) {
     ASSERT_NO_FATAL_FAILURE(Load(Scenario(Board(0, "0xA64", R"("cxp-dual-4")", 4, ""))));
     ASSERT_NO_FATAL_FAILURE(Open());
     EXPECT_EQ(controller->GetDiscoverySelector(), core::kIdentitySelector);
@@ -232,7 +232,7 @@ TEST_F(Selector, RegistersTakeTheSelectorAsGiven) {
     EXPECT_EQ(controller->GetDiscoverySelector(), core::kIdentitySelector);
 }
 
-TEST_F(Selector, CameraControlTakesItAsItsPortMap) {
+TEST_F(CxpSelector, CameraControlTakesItAsItsPortMap) {
     ASSERT_NO_FATAL_FAILURE(Load(Scenario(Board(0, "0xA64", R"("coaxpress")", 4, ""))));
     ASSERT_NO_FATAL_FAILURE(Open());
     ASSERT_EQ(controller->SetDiscoverySelector(0x7654012376540123ULL), TGX_OK);
@@ -242,7 +242,7 @@ TEST_F(Selector, CameraControlTakesItAsItsPortMap) {
     EXPECT_EQ(controller->GetDiscoverySelector(), 0x7654012376540123ULL);
 }
 
-TEST_F(Selector, ConfigurationDesignsShowTheirListsEntry) {
+TEST_F(CxpSelector, ConfigurationDesignsShowTheirListsEntry) {
     ASSERT_NO_FATAL_FAILURE(Load(Scenario(Board(0, "0xA64", R"("cxp-dual-4-cfg")", 4, ""))));
     ASSERT_NO_FATAL_FAILURE(Open());
     EXPECT_EQ(controller->GetDiscoverySelector(), core::kIdentitySelector);
@@ -257,7 +257,7 @@ TEST_F(Selector, ConfigurationDesignsShowTheirListsEntry) {
     EXPECT_EQ(controller->GetDiscoverySelector(), core::kUnknownSelector);
 }
 
-TEST_F(Selector, ReversedCameraOnAConfigurationDesignTalksThroughItsOwnRoute) {
+TEST_F(CxpSelector, ReversedCameraOnAConfigurationDesignTalksThroughItsOwnRoute) {
     // The design's selector can't follow the camera: the ports are bound to
     // the routes the board has, and the camera still answers on both links.
     ASSERT_NO_FATAL_FAILURE(
@@ -273,9 +273,9 @@ TEST_F(Selector, ReversedCameraOnAConfigurationDesignTalksThroughItsOwnRoute) {
     EXPECT_EQ(id, 0u);
 }
 
-class Cores : public CxpControllerTest {};
+class CxpCores : public CxpControllerTest {};
 
-TEST_F(Cores, PortIndexIsCheckedBeforeTheHardware) {
+TEST_F(CxpCores, PortIndexIsCheckedBeforeTheHardware) {
     ASSERT_NO_FATAL_FAILURE(Load(Scenario(Board(0, "0xA64", R"("cxp-dual-2")", 2, ""))));
     ASSERT_NO_FATAL_FAILURE(Open());
     EXPECT_EQ(controller->SetPortLinkSpeed(2, 3125), TGX_ERR_INVALID_ARGUMENT);

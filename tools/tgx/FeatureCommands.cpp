@@ -4,15 +4,83 @@
 #include <optional>
 #include <string>
 
-#include "core/genapi/NodeMap.h"
+#include <map>
+#include <rapidxml/rapidxml.hpp>
+#include <vector>
+
 #include "tools/tgx/CameraSelection.h"
 #include "tools/tgx/Commands.h"
 
 namespace tgx {
 
-namespace genapi = orva::core::genapi;
-
 namespace {
+
+// What the tool needs of a description: each feature's kind and each
+// category's features. Values always go through the library; the library's
+// own node map stays inside it.
+enum class Kind { Category, Integer, Float, Boolean, String, Enumeration, Command, Other };
+
+const char* KindName(Kind kind) {
+    switch (kind) {
+    case Kind::Category:
+        return "ICategory";
+    case Kind::Integer:
+        return "IInteger";
+    case Kind::Float:
+        return "IFloat";
+    case Kind::Boolean:
+        return "IBoolean";
+    case Kind::String:
+        return "IString";
+    case Kind::Enumeration:
+        return "IEnumeration";
+    case Kind::Command:
+        return "ICommand";
+    case Kind::Other:
+        break;
+    }
+    return "IValue";
+}
+
+Kind KindOfElement(const std::string& tag) {
+    static const std::map<std::string, Kind> kinds = {
+        {"Category", Kind::Category},    {"Integer", Kind::Integer},         {"IntReg", Kind::Integer},
+        {"MaskedIntReg", Kind::Integer}, {"IntConverter", Kind::Integer},    {"IntSwissKnife", Kind::Integer},
+        {"Float", Kind::Float},          {"FloatReg", Kind::Float},          {"Converter", Kind::Float},
+        {"SwissKnife", Kind::Float},     {"Boolean", Kind::Boolean},         {"String", Kind::String},
+        {"StringReg", Kind::String},     {"Enumeration", Kind::Enumeration}, {"Command", Kind::Command},
+    };
+    const auto it = kinds.find(tag);
+    return it != kinds.end() ? it->second : Kind::Other;
+}
+
+struct FeatureInfo {
+    Kind kind = Kind::Other;
+    std::vector<std::string> features; // of a category
+};
+
+using Description = std::map<std::string, FeatureInfo>;
+
+// Reads the named elements below the root; throws rapidxml::parse_error on a
+// broken text.
+Description ReadDescription(std::string text) {
+    rapidxml::xml_document<> document;
+    document.parse<0>(text.data());
+    Description out;
+    const rapidxml::xml_node<>* root = document.first_node();
+    for (auto* node = root != nullptr ? root->first_node() : nullptr; node != nullptr; node = node->next_sibling()) {
+        const rapidxml::xml_attribute<>* name = node->first_attribute("Name");
+        if (name == nullptr) {
+            continue;
+        }
+        FeatureInfo& info = out[std::string(name->value(), name->value_size())];
+        info.kind = KindOfElement(std::string(node->name(), node->name_size()));
+        for (auto* child = node->first_node("pFeature"); child != nullptr; child = child->next_sibling("pFeature")) {
+            info.features.emplace_back(child->value(), child->value_size());
+        }
+    }
+    return out;
+}
 
 struct FeatureOptions {
     ScanOptions scan;
@@ -46,7 +114,7 @@ bool Connect(const ScanOptions& o, const GlobalOptions& options, ConnectedCamera
     return true;
 }
 
-std::string Description(TgxCameraHandle* camera) {
+std::string DescriptionText(TgxCameraHandle* camera) {
     uint32_t size = 0;
     if (Tgx_loadCameraXml(camera) != TGX_OK || Tgx_getGenICamXML(camera, nullptr, &size) != TGX_OK) {
         return {};
@@ -60,29 +128,28 @@ std::string Description(TgxCameraHandle* camera) {
 
 // The value of a feature through the library, as its interface gives it;
 // empty with the status when it can't be read.
-std::optional<nlohmann::json> ReadValue(TgxCameraHandle* camera, const std::string& name, genapi::InterfaceType type,
-                                        int32_t& status) {
+std::optional<nlohmann::json> ReadValue(TgxCameraHandle* camera, const std::string& name, Kind type, int32_t& status) {
     const char* text = nullptr;
     switch (type) {
-    case genapi::InterfaceType::Integer: {
+    case Kind::Integer: {
         int64_t v = 0;
         status = Tgx_getIntegerValue(camera, name.c_str(), &v);
         return status == TGX_OK ? std::optional<nlohmann::json>(v) : std::nullopt;
     }
-    case genapi::InterfaceType::Float: {
+    case Kind::Float: {
         double v = 0;
         status = Tgx_getFloatValue(camera, name.c_str(), &v);
         return status == TGX_OK ? std::optional<nlohmann::json>(v) : std::nullopt;
     }
-    case genapi::InterfaceType::Boolean: {
+    case Kind::Boolean: {
         uint32_t v = 0;
         status = Tgx_getBooleanValue(camera, name.c_str(), &v);
         return status == TGX_OK ? std::optional<nlohmann::json>(v != 0) : std::nullopt;
     }
-    case genapi::InterfaceType::String:
+    case Kind::String:
         status = Tgx_getStringValue(camera, name.c_str(), &text);
         return status == TGX_OK ? std::optional<nlohmann::json>(std::string(text)) : std::nullopt;
-    case genapi::InterfaceType::Enumeration:
+    case Kind::Enumeration:
         status = Tgx_getEnumerationValueAsString(camera, name.c_str(), &text);
         return status == TGX_OK ? std::optional<nlohmann::json>(std::string(text)) : std::nullopt;
     default:
@@ -91,21 +158,20 @@ std::optional<nlohmann::json> ReadValue(TgxCameraHandle* camera, const std::stri
     }
 }
 
-int32_t WriteValue(TgxCameraHandle* camera, const std::string& name, genapi::InterfaceType type,
-                   const std::string& value) {
+int32_t WriteValue(TgxCameraHandle* camera, const std::string& name, Kind type, const std::string& value) {
     try {
         switch (type) {
-        case genapi::InterfaceType::Integer:
+        case Kind::Integer:
             return Tgx_setIntegerValue(camera, name.c_str(), std::stoll(value, nullptr, 0));
-        case genapi::InterfaceType::Float:
+        case Kind::Float:
             return Tgx_setFloatValue(camera, name.c_str(), std::stod(value));
-        case genapi::InterfaceType::Boolean:
+        case Kind::Boolean:
             return Tgx_setBooleanValue(camera, name.c_str(), value == "true" || value == "1" ? 1U : 0U);
-        case genapi::InterfaceType::String:
+        case Kind::String:
             return Tgx_setStringValue(camera, name.c_str(), value.c_str());
-        case genapi::InterfaceType::Enumeration:
+        case Kind::Enumeration:
             return Tgx_setEnumerationValue(camera, name.c_str(), value.c_str());
-        case genapi::InterfaceType::Command:
+        case Kind::Command:
             return Tgx_executeCommand(camera, name.c_str());
         default:
             return TGX_ERR_INVALID_FEATURE;
@@ -115,31 +181,34 @@ int32_t WriteValue(TgxCameraHandle* camera, const std::string& name, genapi::Int
     }
 }
 
-// The structure of the camera's features, from its description; the values
-// come through the library.
-std::optional<genapi::NodeMap> Structure(TgxCameraHandle* camera) {
+// The structure of the camera's features, from its description.
+std::optional<Description> Structure(TgxCameraHandle* camera) {
     try {
-        return genapi::NodeMap::FromXml(Description(camera));
+        return ReadDescription(DescriptionText(camera));
     } catch (const std::exception& e) {
         std::cerr << "tgx: the camera's description: " << e.what() << '\n';
         return std::nullopt;
     }
 }
 
-void Walk(TgxCameraHandle* camera, const genapi::Node& node, int depth, nlohmann::json& out, bool json) {
-    const genapi::InterfaceType type = node.GetPrincipalInterfaceType();
-    nlohmann::json entry = {{"name", node.GetName()}, {"type", genapi::ToString(type)}};
+// Categories may name each other in a ring; the walk stops at this depth.
+constexpr int kMaxDepth = 32;
+
+void Walk(TgxCameraHandle* camera, const Description& description, const std::string& name, int depth,
+          nlohmann::json& out, bool json) {
+    const auto it = description.find(name);
+    const Kind kind = it != description.end() ? it->second.kind : Kind::Other;
+    nlohmann::json entry = {{"name", name}, {"type", KindName(kind)}};
     int32_t status = TGX_OK;
-    if (auto value = ReadValue(camera, node.GetName(), type, status)) {
+    if (auto value = ReadValue(camera, name, kind, status)) {
         entry["value"] = *value;
-        entry["access"] = "readable";
     } else if (status == TGX_ERR_FEATURE_WRITE_ONLY) {
         entry["access"] = "WO";
     } else if (status != TGX_OK) {
         entry["error"] = status;
     }
     if (!json) {
-        std::cout << std::string(2 * depth, ' ') << node.GetName() << " [" << genapi::ToString(type) << ']';
+        std::cout << std::string(2 * depth, ' ') << name << " [" << KindName(kind) << ']';
         if (entry.contains("value")) {
             std::cout << " = "
                       << (entry["value"].is_string() ? entry["value"].get<std::string>() : entry["value"].dump());
@@ -148,10 +217,10 @@ void Walk(TgxCameraHandle* camera, const genapi::Node& node, int depth, nlohmann
         }
         std::cout << '\n';
     }
-    if (auto category = node.As<genapi::Category>()) {
+    if (kind == Kind::Category && depth < kMaxDepth) {
         nlohmann::json children = nlohmann::json::array();
-        for (const genapi::Node& child : category->GetFeatures()) {
-            Walk(camera, child, depth + 1, children, json);
+        for (const std::string& child : it->second.features) {
+            Walk(camera, description, child, depth + 1, children, json);
         }
         entry["features"] = children;
     }
@@ -163,17 +232,16 @@ int RunFeatures(const FeatureOptions& o, const GlobalOptions& options) {
     if (!Connect(o.scan, options, c)) {
         return 2;
     }
-    auto map = Structure(c.camera);
-    if (!map) {
+    auto description = Structure(c.camera);
+    if (!description) {
         return 1;
     }
-    auto root = map->GetNode("Root");
-    if (!root) {
+    if (description->count("Root") == 0) {
         std::cerr << "tgx: the description has no Root category\n";
         return 1;
     }
     nlohmann::json tree = nlohmann::json::array();
-    Walk(c.camera, *root, 0, tree, options.json);
+    Walk(c.camera, *description, "Root", 0, tree, options.json);
     if (options.json) {
         std::cout << tree.dump(2) << '\n';
     }
@@ -185,16 +253,16 @@ int RunGetSet(const FeatureOptions& o, const GlobalOptions& options, bool set) {
     if (!Connect(o.scan, options, c)) {
         return 2;
     }
-    auto map = Structure(c.camera);
-    auto node = map ? map->GetNode(o.feature) : std::nullopt;
-    if (!node) {
+    auto description = Structure(c.camera);
+    const auto node = description ? description->find(o.feature) : Description::const_iterator();
+    if (!description || node == description->end()) {
         std::cerr << "tgx: no feature " << o.feature << '\n';
         return 1;
     }
-    const genapi::InterfaceType type = node->GetPrincipalInterfaceType();
+    const Kind type = node->second.kind;
     int32_t status = set ? WriteValue(c.camera, o.feature, type, o.value) : TGX_OK;
     std::optional<nlohmann::json> value;
-    if (status == TGX_OK && type != genapi::InterfaceType::Command) {
+    if (status == TGX_OK && type != Kind::Command) {
         value = ReadValue(c.camera, o.feature, type, status);
     }
     if (status != TGX_OK) {
@@ -216,7 +284,7 @@ int RunXml(const ScanOptions& o, const GlobalOptions& options) {
     if (camera == nullptr) {
         return 2;
     }
-    const std::string xml = Description(camera);
+    const std::string xml = DescriptionText(camera);
     if (xml.empty()) {
         std::cerr << "tgx: the camera gave no description\n";
         return 1;

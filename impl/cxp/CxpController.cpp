@@ -5,6 +5,7 @@
 #include <chrono>
 #include <cstring>
 #include <iomanip>
+#include <pthread.h>
 #include <set>
 #include <sstream>
 
@@ -358,6 +359,8 @@ bool CxpController::StopRequested() {
 }
 
 void CxpController::WorkerMain() {
+    // Named, so that the thread can be told apart in a debugger or profile.
+    pthread_setname_np(pthread_self(), kWorkerThreadName);
     std::unique_lock<std::mutex> lock(workerMutex_);
     while (workerRunning_) {
         lock.unlock();

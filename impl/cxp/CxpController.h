@@ -84,6 +84,9 @@ public:
     // Ports whose link is in use; bit n for port n.
     uint32_t GetConnectedMask();
 
+    // Name of the worker thread as the system shows it.
+    static constexpr const char* kWorkerThreadName = "CxpWorker";
+
     // Longest text "XmlFile" copies: two 8-digit versions, two separators
     // and a URL of at most 255 characters fit.
     static constexpr uint32_t kXmlFileMaxBytes = 512;

@@ -4,7 +4,8 @@
 // ports next to cameras in use.
 #include <atomic>
 #include <filesystem>
-#include <iterator>
+#include <fstream>
+#include <string>
 
 #include "impl/core/DiscoverySelector.h"
 #include "tests/cxpcontroller/CxpControllerTestSupport.h"
@@ -238,22 +239,27 @@ TEST_F(CxpDiscovery, BoardWithoutCoaXPressPortsHasNoPortToScan) {
     EXPECT_EQ(controller->GetDiscoverySelector(), core::kIdentitySelector);
 }
 
-int32_t ThreadCount() {
-    const std::filesystem::path tasks("/proc/self/task");
-    return static_cast<int32_t>(
-        std::distance(std::filesystem::directory_iterator(tasks), std::filesystem::directory_iterator()));
+// Threads of this process that run a controller's worker.
+int32_t WorkerCount() {
+    int32_t count = 0;
+    for (const auto& task : std::filesystem::directory_iterator("/proc/self/task")) {
+        std::ifstream comm(task.path() / "comm");
+        std::string name;
+        std::getline(comm, name);
+        count += name == cxp::CxpController::kWorkerThreadName ? 1 : 0;
+    }
+    return count;
 }
 
 TEST_F(CxpDiscovery, OneWorkerServesEveryDiscovery) {
     ASSERT_NO_FATAL_FAILURE(
         Load(Scenario(Board(0, "0xA64", R"("coaxpress")", 4, R"({"model": "cxp-camera", "ports": [0]})"))));
     ASSERT_NO_FATAL_FAILURE(Open());
-    const int32_t before = ThreadCount();
+    EXPECT_EQ(WorkerCount(), 0) << "the worker starts with the first discovery";
     ASSERT_EQ(controller->DiscoverCameras(0x1, 0, kDiscoveryTimeoutMs), TGX_OK);
-    const int32_t withWorker = ThreadCount();
-    EXPECT_EQ(withWorker, before + 1);
+    EXPECT_EQ(WorkerCount(), 1);
     ASSERT_EQ(controller->DiscoverCameras(0x1, 0, kDiscoveryTimeoutMs), TGX_OK);
-    EXPECT_EQ(ThreadCount(), withWorker);
+    EXPECT_EQ(WorkerCount(), 1);
 }
 
 TEST_F(CxpDiscovery, EventFunctionCantWaitForItsOwnWorker) {

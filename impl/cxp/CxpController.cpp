@@ -954,6 +954,15 @@ int32_t CxpController::SetFinalLinkConfig(uint32_t kept) {
         }
         locked = 0;
         LockGroupAtSpeed(group, low, locked);
+        // The camera stays with the links that locked; the others have no
+        // link to offer and are tried again at the next scan.
+        for (uint32_t other = 0; other < nrPorts_; ++other) {
+            if ((group & ~locked & Bit(other)) != 0) {
+                ORVA_LOG(logger_, LevelWarning,
+                         "Port " << other << " locked neither at " << target << " nor at " << low);
+                ports_[other]->ResetPortState();
+            }
+        }
     }
     ORVA_LOG(logger_, LevelTrace, "Ending SetFinalLinkConfig");
     return TGX_OK;

@@ -53,6 +53,9 @@ protected:
         ASSERT_EQ(driver->Init(grabber, false), TGX_OK);
     }
 
+    // Outlives the board: the worker may call the application up to the
+    // board's end.
+    ApplicationEvents application;
     std::unique_ptr<core::CDriver> driver;
 
 private:
@@ -67,7 +70,6 @@ TEST_F(CxpBoard, CamerasAreListedWithTheirLinksAndEventsReachTheApplication) {
     ASSERT_NE(dynamic_cast<cxp::CxpController*>(driver->GetController()), nullptr)
         << "a CoaXPress board type gets the CoaXPress controller";
     ASSERT_EQ(driver->GetNrOfPorts(), 4u);
-    ApplicationEvents application;
     ASSERT_EQ(driver->RegisterEventCallback(&ApplicationEvents::Callback, &application), TGX_OK);
 
     ASSERT_EQ(driver->ScanPorts(0xF, 0, kDiscoveryTimeoutMs), TGX_OK);

@@ -5,6 +5,7 @@
 #include <atomic>
 #include <filesystem>
 #include <fstream>
+#include <memory>
 #include <string>
 
 #include "impl/core/DiscoverySelector.h"
@@ -266,11 +267,13 @@ TEST_F(CxpDiscovery, EventFunctionCantWaitForItsOwnWorker) {
     ASSERT_NO_FATAL_FAILURE(
         Load(Scenario(Board(0, "0xA64", R"("coaxpress")", 4, R"({"model": "cxp-camera", "ports": [0]})"))));
     ASSERT_NO_FATAL_FAILURE(Open());
-    std::atomic<int32_t> nested{1};
-    events.SetHook([&](LinkEventKind, uint32_t) { nested = controller->DiscoverCameras(0x1, 0, 60000); });
+    // Shared with the hook, which the worker may call up to the controller's end.
+    auto nested = std::make_shared<std::atomic<int32_t>>(1);
+    cxp::CxpController* self = controller.get();
+    events.SetHook([nested, self](LinkEventKind, uint32_t) { *nested = self->DiscoverCameras(0x1, 0, 60000); });
     ASSERT_EQ(controller->DiscoverCameras(0x1, 0, kDiscoveryTimeoutMs), TGX_OK);
     ASSERT_TRUE(events.WaitForCount(1));
-    EXPECT_EQ(nested.load(), TGX_ERR_BLOCKED);
+    EXPECT_EQ(nested->load(), TGX_ERR_BLOCKED);
 }
 
 TEST_F(CxpDiscovery, CameraThatStartsWithItsMasterLinkIsToldToUseAll) {
@@ -315,6 +318,20 @@ TEST_F(CxpDiscovery, SecondBoardPutsItsIndexIntoTheHostId) {
     EXPECT_EQ(hostId, 0x100u);
     // The link key holds the master id alone.
     EXPECT_EQ(Port(0).GetMasterId(), 0x00000u);
+}
+
+TEST_F(CxpDiscovery, LinkThatLocksNeitherAtTheDefaultNorBackIsNotReported) {
+    // The camera's default is 10000, which this board's transceivers can't
+    // run. It is told so all the same and stays there, so its link locks
+    // neither at 10000 nor back at 3125: no camera is reported.
+    ASSERT_NO_FATAL_FAILURE(Load(Scenario(Board(0, "0x757", R"("cxp-rate-4")", 4,
+                                                R"({"model": "cxp-camera", "ports": [0],
+                                                    "params": {"defaultSpeed": 10000}})"))));
+    ASSERT_NO_FATAL_FAILURE(Open());
+    EXPECT_EQ(controller->DiscoverCameras(0x1, 0, 3000), TGX_ERR_NO_CAMERA_FOUND);
+    EXPECT_EQ(controller->GetConnectedMask(), 0u);
+    EXPECT_FALSE(Port(0).IsConnected());
+    EXPECT_TRUE(events.Events().empty());
 }
 
 } // namespace

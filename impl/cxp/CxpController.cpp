@@ -702,8 +702,7 @@ int32_t CxpController::SaveCameraInfo(bool remap, uint32_t kept, uint32_t candid
         return status;
     }
     if (remap) {
-        uint32_t givenUp = 0;
-        MapPorts(kept, givenUp);
+        MapPorts(kept);
     }
     if (nrPorts_ > 1) {
         Pause(kWaitBeforeCameraInfoMs);
@@ -798,7 +797,7 @@ int32_t CxpController::ConnectUnconnectedPorts(uint32_t kept, uint32_t candidate
     return TGX_ERR_INVALID_PORT;
 }
 
-int32_t CxpController::MapPorts(uint32_t kept, uint32_t& givenUp) {
+int32_t CxpController::MapPorts(uint32_t kept) {
     std::vector<core::SelectorPair> pairs;
     std::vector<bool> taken(layout_.designPorts.size(), false);
     // The kept links stay where they are.
@@ -831,7 +830,6 @@ int32_t CxpController::MapPorts(uint32_t kept, uint32_t& givenUp) {
             // The design has no place for this link.
             ORVA_LOG(logger_, LevelTrace, "Found map port notconnected: " << port << " Logical port ID: " << Hex(key));
             ports_[port]->ResetPortState();
-            givenUp |= Bit(port);
         }
     }
     const uint64_t selector = core::ComputeSelector(pairs);

@@ -116,7 +116,7 @@ private:
     int32_t ScanTopology(uint32_t kept);
     int32_t SaveCameraInfo(bool remap, uint32_t kept, uint32_t candidates, uint32_t& found);
     int32_t ConnectUnconnectedPorts(uint32_t kept, uint32_t candidates, uint32_t& found);
-    int32_t MapPorts(uint32_t kept, uint32_t& givenUp);
+    int32_t MapPorts(uint32_t kept);
     int32_t SetFinalLinkConfig(uint32_t kept);
 
     // ---- topology helpers ----

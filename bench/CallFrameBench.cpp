@@ -21,8 +21,12 @@ void* operator new(std::size_t size) {
     }
     throw std::bad_alloc();
 }
-void operator delete(void* p) noexcept { std::free(p); }
-void operator delete(void* p, std::size_t) noexcept { std::free(p); }
+void operator delete(void* p) noexcept {
+    std::free(p);
+}
+void operator delete(void* p, std::size_t) noexcept {
+    std::free(p);
+}
 
 namespace {
 
@@ -36,7 +40,9 @@ void Measure(benchmark::State& state, TgxBoardHandle* board) {
     state.counters["allocs_per_call"] = allocations / static_cast<double>(state.iterations());
 }
 
-void BM_GetCameraCountNullHandle(benchmark::State& state) { Measure(state, nullptr); }
+void BM_GetCameraCountNullHandle(benchmark::State& state) {
+    Measure(state, nullptr);
+}
 
 void BM_GetCameraCountValidHandle(benchmark::State& state) {
     orva::core::CDriver driver;

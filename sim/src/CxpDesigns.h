@@ -62,9 +62,18 @@ constexpr uint64_t kStreamPacketSize = 0x800;
 
 // Which design port serves which camera link, by default: one camera on a
 // design of 1 or 2 ports, two cameras of up to two links each on 4 ports.
-// Nibble d: master id of design port d, and the link it takes.
+// Nibble d: master id of design port d, and the link it takes. Cameras are
+// numbered from 1: a saved link configuration reads a master id of 0 as
+// "none given".
 constexpr uint64_t appletMasterIds(uint32_t ports) {
-    return ports == 4 ? 0x1100 : 0x0;
+    switch (ports) {
+    case 4:
+        return 0x2211;
+    case 2:
+        return 0x11;
+    default:
+        return 0x1;
+    }
 }
 constexpr uint64_t appletExtensionIds(uint32_t ports) {
     if (ports == 4) {

@@ -53,12 +53,12 @@ TEST_F(CxpDiscovery, FindsCamerasWithTheirLinksAndSettlesTheirSpeeds) {
     // The first master link in port order takes the design's first master id.
     EXPECT_EQ(Port(0).GetLinkIndex(), kLinkIndexMaster);
     EXPECT_EQ(Port(1).GetLinkIndex(), kLinkIndexExtension);
-    EXPECT_EQ(CameraId(Port(0)), 0u);
-    EXPECT_EQ(CameraId(Port(1)), 0u);
+    EXPECT_EQ(CameraId(Port(0)), 1u);
+    EXPECT_EQ(CameraId(Port(1)), 1u);
     EXPECT_EQ(LinkNumber(Port(0)), 0u);
     EXPECT_EQ(LinkNumber(Port(1)), 1u);
     EXPECT_EQ(Port(2).GetLinkIndex(), kLinkIndexMaster);
-    EXPECT_EQ(CameraId(Port(2)), 1u);
+    EXPECT_EQ(CameraId(Port(2)), 2u);
     EXPECT_EQ(Port(3).GetLinkIndex(), kLinkIndexNoCamera);
     EXPECT_FALSE(Port(3).IsConnected());
 
@@ -70,10 +70,10 @@ TEST_F(CxpDiscovery, FindsCamerasWithTheirLinksAndSettlesTheirSpeeds) {
     ASSERT_EQ(ReadCamera(0, 0x4014, config), TGX_OK);
     EXPECT_EQ(config, 0x00020048u);
 
-    // The design's layout: camera 0 on design ports 0 and 1, camera 1 on 2.
-    EXPECT_EQ(Port(0).GetAppletMasterId(), 0x00000u);
-    EXPECT_EQ(Port(1).GetAppletMasterId(), 0x00001u);
-    EXPECT_EQ(Port(2).GetAppletMasterId(), 0x10000u);
+    // The design's layout: camera 1 on design ports 0 and 1, camera 2 on 2.
+    EXPECT_EQ(Port(0).GetAppletMasterId(), 0x10000u);
+    EXPECT_EQ(Port(1).GetAppletMasterId(), 0x10001u);
+    EXPECT_EQ(Port(2).GetAppletMasterId(), 0x20000u);
     EXPECT_EQ(controller->GetDiscoverySelector(), core::kIdentitySelector);
 
     // The identity of each master link was read.
@@ -98,8 +98,8 @@ TEST_F(CxpDiscovery, ReversedCablingIsRoutedThroughTheSelector) {
     // Both links took their master id from port 2's write.
     EXPECT_EQ(Port(2).GetLinkIndex(), kLinkIndexMaster);
     EXPECT_EQ(Port(0).GetLinkIndex(), kLinkIndexExtension);
-    EXPECT_EQ(Port(2).GetMasterId(), 0x00000u);
-    EXPECT_EQ(Port(0).GetMasterId(), 0x00001u);
+    EXPECT_EQ(Port(2).GetMasterId(), 0x10000u);
+    EXPECT_EQ(Port(0).GetMasterId(), 0x10001u);
 
     // Design port 0 sees physical 2 and design port 1 physical 0, in both words.
     const uint64_t selector = controller->GetDiscoverySelector();
@@ -315,9 +315,9 @@ TEST_F(CxpDiscovery, SecondBoardPutsItsIndexIntoTheHostId) {
     ASSERT_EQ(controller->DiscoverCameras(0x1, 0, kDiscoveryTimeoutMs), TGX_OK);
     uint32_t hostId = 0;
     ASSERT_EQ(ReadCamera(0, 0x4008, hostId), TGX_OK);
-    EXPECT_EQ(hostId, 0x100u);
+    EXPECT_EQ(hostId, 0x101u);
     // The link key holds the master id alone.
-    EXPECT_EQ(Port(0).GetMasterId(), 0x00000u);
+    EXPECT_EQ(Port(0).GetMasterId(), 0x10000u);
 }
 
 TEST_F(CxpDiscovery, LinkThatLocksNeitherAtTheDefaultNorBackIsNotReported) {

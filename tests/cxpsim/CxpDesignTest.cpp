@@ -247,10 +247,10 @@ TEST_F(CxpScenarios, DesignsOfTwoAndFourPortsShowTheirDefaultLayout) {
     load(R"({"boards":[{"index":0,"type":"0xA64","serial":1,"design":"cxp-dual-2","ports":2},
                        {"index":1,"type":"0xA64","serial":2,"design":"cxp-dual-4","ports":4}]})");
     OHalDevice* two = open(0);
-    EXPECT_EQ(get(two, "DiscoveryAppletMasterID"), 0x00u) << "one camera";
+    EXPECT_EQ(get(two, "DiscoveryAppletMasterID"), 0x11u) << "one camera";
     EXPECT_EQ(get(two, "DiscoveryAppletExtensionID"), 0x10u) << "with two links";
     OHalDevice* four = open(1);
-    EXPECT_EQ(get(four, "DiscoveryAppletMasterID"), 0x1100u) << "two cameras";
+    EXPECT_EQ(get(four, "DiscoveryAppletMasterID"), 0x2211u) << "two cameras";
     EXPECT_EQ(get(four, "DiscoveryAppletExtensionID"), 0x1010u) << "of two links each";
 }
 

@@ -474,7 +474,10 @@ TGX_API int32_t Tgx_getCameraPropertyWithType(TgxCameraHandle* camera, const cha
 /* Configuration files and profiles                                         */
 /* ------------------------------------------------------------------------ */
 
-/* Writes the link groups of the connected cameras as an XML document.
+/* Writes the link groups of the connected cameras as an XML document, in
+ * list order up to the first camera that is not connected. The document has
+ * room for four cameras: a fifth connected one gives
+ * TGX_ERR_VALUE_OUT_OF_RANGE and no file.
  * TGX_ERR_INVALID_BOARD_HANDLE, TGX_ERR_INVALID_FILENAME, TGX_ERR_FILE_ACCESS,
  * or the status of a camera property. */
 TGX_API int32_t Tgx_SaveBoardConfiguration(TgxBoardHandle* board, const char* fileName);
@@ -484,11 +487,14 @@ TGX_API int32_t Tgx_SaveBoardConfiguration(TgxBoardHandle* board, const char* fi
  * (a difference), or the status of a camera property. */
 TGX_API int32_t Tgx_LoadBoardConfiguration(TgxBoardHandle* board, const char* fileName);
 
-/* Opens the board, checks it against the document `fileName` and connects
- * its cameras; per-camera results are in the profile's states. *out is owned
- * by the caller until Tgx_UnloadConnectionProfile(); null on failure.
- * TGX_ERR_INVALID_ARGUMENT, or a status of Tgx_initBoard() or
- * Tgx_LoadBoardConfiguration(). */
+/* Opens the board, discovers its cameras, checks them against the document
+ * `fileName` and connects them; per-camera results are in the profile's
+ * states. The discovery covers every port at automatic speed with a time-out
+ * of 10 s (Tgx_scanPorts(board, 0xFFFF, 10000, 0)); finding no camera is not
+ * a failure by itself, the comparison decides. *out is owned by the caller
+ * until Tgx_UnloadConnectionProfile(); null on failure.
+ * TGX_ERR_INVALID_ARGUMENT, TGX_ERR_OUT_OF_MEMORY, or a status of
+ * Tgx_initBoard(), Tgx_scanPorts() or Tgx_LoadBoardConfiguration(). */
 TGX_API int32_t Tgx_LoadConnectionProfile(struct Gb_Struct_s* grabber, const char* fileName,
                                           TgxConnectionProfile** out);
 

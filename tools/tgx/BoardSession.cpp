@@ -4,11 +4,14 @@
 
 namespace tgx {
 
-BoardSession::BoardSession(uint32_t index) : index_(index) {
+BoardSession::BoardSession(uint32_t index, bool openBoard) : index_(index) {
     GenICamInit();
     grabber_ = Gb_InitEx(index, nullptr, 0);
     if (grabber_ == nullptr) {
         error_ = "no board " + std::to_string(index);
+        return;
+    }
+    if (!openBoard) {
         return;
     }
     if (const int32_t status = Tgx_initBoard(grabber_, 0, &board_); status != TGX_OK) {

@@ -11,13 +11,14 @@ namespace tgx {
 
 class BoardSession {
 public:
-    // Opens board `index`; check ok() and error() afterwards.
-    explicit BoardSession(uint32_t index);
+    // Opens the grabber of board `index` and, with `openBoard`, the
+    // library's board handle on it; check ok() and error() afterwards.
+    explicit BoardSession(uint32_t index, bool openBoard = true);
     ~BoardSession();
     BoardSession(const BoardSession&) = delete;
     BoardSession& operator=(const BoardSession&) = delete;
 
-    bool ok() const { return board_ != nullptr; }
+    bool ok() const { return error_.empty(); }
     const std::string& error() const { return error_; }
     TgxBoardHandle* board() const { return board_; }
     struct Gb_Struct_s* grabber() const {

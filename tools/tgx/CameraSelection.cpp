@@ -58,6 +58,27 @@ uint32_t CameraProperty(TgxCameraHandle* camera, const char* name, uint32_t link
     return value;
 }
 
+ConnectedCamera::~ConnectedCamera() {
+    if (camera != nullptr) {
+        Tgx_disconnectCamera(camera);
+    }
+}
+
+bool Connect(const ScanOptions& o, const GlobalOptions& options, ConnectedCamera& out) {
+    int32_t status = TGX_OK;
+    out.session = Discover(o, options, status);
+    TgxCameraHandle* camera = out.session ? SelectCamera(*out.session, o) : nullptr;
+    if (camera == nullptr) {
+        return false;
+    }
+    if (status = Tgx_connectCamera(camera); status != TGX_OK) {
+        std::cerr << "tgx: connecting camera " << o.camera << ": " << StatusText(status) << '\n';
+        return false;
+    }
+    out.camera = camera;
+    return true;
+}
+
 // Opens the board and runs a discovery; null session on failure (reported).
 std::unique_ptr<BoardSession> Discover(const ScanOptions& o, const GlobalOptions& options, int32_t& status) {
     auto session = std::make_unique<BoardSession>(o.board);

@@ -29,6 +29,20 @@ std::unique_ptr<BoardSession> Discover(const ScanOptions& o, const GlobalOptions
 // The camera of o.camera after a discovery; null (reported) if there is none.
 TgxCameraHandle* SelectCamera(const BoardSession& session, const ScanOptions& o);
 
+// A connected camera for one command; disconnected on the way out.
+struct ConnectedCamera {
+    std::unique_ptr<BoardSession> session;
+    TgxCameraHandle* camera = nullptr;
+    ConnectedCamera() = default;
+    ConnectedCamera(const ConnectedCamera&) = delete;
+    ConnectedCamera& operator=(const ConnectedCamera&) = delete;
+    ~ConnectedCamera();
+};
+
+// Discovery, the camera of o.camera and its GenICam connection; false
+// (reported on stderr) if any step fails.
+bool Connect(const ScanOptions& o, const GlobalOptions& options, ConnectedCamera& out);
+
 // A camera property of type 1; 0 if it can't be read.
 uint32_t CameraProperty(TgxCameraHandle* camera, const char* name, uint32_t link = 0);
 

@@ -21,6 +21,8 @@ void AddWatchCommand(CLI::App& app, const GlobalOptions& options, int& exitCode)
 void AddRegisterCommands(CLI::App& app, const GlobalOptions& options, int& exitCode);
 // `tgx features`, `tgx get`, `tgx set`, `tgx xml`.
 void AddFeatureCommands(CLI::App& app, const GlobalOptions& options, int& exitCode);
+// `tgx params save|load`, `tgx config save|load`, `tgx profile`.
+void AddConfigCommands(CLI::App& app, const GlobalOptions& options, int& exitCode);
 // `tgx power on|off|cycle`.
 void AddPowerCommand(CLI::App& app, const GlobalOptions& options, int& exitCode);
 

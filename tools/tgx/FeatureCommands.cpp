@@ -88,32 +88,6 @@ struct FeatureOptions {
     std::string value;
 };
 
-// A connected camera for one command; disconnected on the way out.
-struct ConnectedCamera {
-    std::unique_ptr<BoardSession> session;
-    TgxCameraHandle* camera = nullptr;
-    ~ConnectedCamera() {
-        if (camera != nullptr) {
-            Tgx_disconnectCamera(camera);
-        }
-    }
-};
-
-bool Connect(const ScanOptions& o, const GlobalOptions& options, ConnectedCamera& out) {
-    int32_t status = TGX_OK;
-    out.session = Discover(o, options, status);
-    TgxCameraHandle* camera = out.session ? SelectCamera(*out.session, o) : nullptr;
-    if (camera == nullptr) {
-        return false;
-    }
-    if (status = Tgx_connectCamera(camera); status != TGX_OK) {
-        std::cerr << "tgx: connecting camera " << o.camera << ": " << StatusText(status) << '\n';
-        return false;
-    }
-    out.camera = camera;
-    return true;
-}
-
 std::string DescriptionText(TgxCameraHandle* camera) {
     uint32_t size = 0;
     if (Tgx_loadCameraXml(camera) != TGX_OK || Tgx_getGenICamXML(camera, nullptr, &size) != TGX_OK) {

@@ -18,6 +18,7 @@ int main(int argc, char** argv) try {
     tgx::AddPowerCommand(app, options, exitCode);
     tgx::AddRegisterCommands(app, options, exitCode);
     tgx::AddFeatureCommands(app, options, exitCode);
+    tgx::AddConfigCommands(app, options, exitCode);
     CLI11_PARSE(app, argc, argv);
     return exitCode;
 } catch (const std::exception& e) {

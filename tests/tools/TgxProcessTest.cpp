@@ -1,0 +1,96 @@
+// The tgx tool run as separate processes on one simulated board: what one
+// process saves or sets, the next one finds.
+#include <gtest/gtest.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <array>
+#include <cstdio>
+#include <cstdlib>
+#include <fstream>
+#include <nlohmann/json.hpp>
+#include <sstream>
+#include <string>
+
+#include "orva_sim.h"
+
+namespace {
+
+struct Result {
+    int exitCode = -1;
+    std::string out;
+};
+
+class TgxProcess : public ::testing::Test {
+protected:
+    void SetUp() override {
+        const std::string tag = std::to_string(getpid());
+        setenv("ORVA_SIM_NAMESPACE", ("tools-" + tag).c_str(), 1);
+        unsetenv("ORVA_SIM_SCENARIO"); // the built-in set-up
+        unsetenv("ORVA_LOG");
+        dir = ::testing::TempDir() + "tgx-tools-" + tag + "-";
+    }
+    void TearDown() override {
+        for (const char* name : {"params.txt", "board.xml"}) {
+            std::remove((dir + name).c_str());
+        }
+        orva_sim_destroy();
+    }
+
+    // Runs `tgx <arguments>`; standard error goes to the test's output.
+    static Result Tgx(const std::string& arguments) {
+        const std::string command = std::string(TGX_TEST_BUILD_DIR_PATH) + "/bin/tgx " + arguments;
+        Result result;
+        FILE* pipe = popen(command.c_str(), "r");
+        if (pipe == nullptr) {
+            return result;
+        }
+        std::array<char, 4096> buffer{};
+        while (const size_t n = fread(buffer.data(), 1, buffer.size(), pipe)) {
+            result.out.append(buffer.data(), n);
+        }
+        const int status = pclose(pipe);
+        result.exitCode = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+        return result;
+    }
+
+    std::string dir;
+};
+
+TEST_F(TgxProcess, ParametersSavedInOneProcessAreLoadedInAnother) {
+    const std::string params = dir + "params.txt";
+    const Result before = Tgx("get Width");
+    ASSERT_EQ(before.exitCode, 0);
+    ASSERT_EQ(Tgx("params save " + params).exitCode, 0);
+
+    ASSERT_EQ(Tgx("set Width 640").exitCode, 0);
+    ASSERT_EQ(Tgx("get Width").out, "640\n");
+
+    const Result load = Tgx("params load --stop-on-error " + params);
+    EXPECT_EQ(load.exitCode, 0) << load.out;
+    EXPECT_EQ(Tgx("get Width").out, before.out);
+
+    std::ifstream in(params);
+    std::stringstream text;
+    text << in.rdbuf();
+    EXPECT_EQ(text.str().rfind("# --- GenICam parameter dump\n\n", 0), 0U);
+    EXPECT_NE(text.str().find("\nWidth=" + before.out), std::string::npos) << text.str();
+}
+
+TEST_F(TgxProcess, ABoardConfigurationOpensAsAProfile) {
+    const std::string config = dir + "board.xml";
+    ASSERT_EQ(Tgx("config save " + config).exitCode, 0);
+    EXPECT_EQ(Tgx("config load " + config).exitCode, 0);
+
+    const Result profile = Tgx("--json profile " + config);
+    ASSERT_EQ(profile.exitCode, 0);
+    // The default set-up's two cameras, each connected.
+    const nlohmann::json cameras = nlohmann::json::parse(profile.out);
+    ASSERT_EQ(cameras.size(), 2U) << profile.out;
+    for (const auto& camera : cameras) {
+        EXPECT_EQ(camera["state"], "connected") << profile.out;
+        EXPECT_FALSE(camera["serialNumber"].get<std::string>().empty());
+    }
+}
+
+} // namespace

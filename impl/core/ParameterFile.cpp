@@ -10,8 +10,6 @@
 
 namespace orva::core {
 
-namespace genapi = orva::core::genapi;
-
 namespace {
 
 // Categories nest; a description whose categories name each other in a ring

@@ -12,6 +12,7 @@
 #include <string>
 
 #include "impl/core/ControllerFactory.h"
+#include "include/tgx_genicam.h"
 #include "orva_sim.h"
 #include "runtime/board/BoardForwarders.h"
 #include "tests/core/FakeTechnology.h"
@@ -43,6 +44,10 @@ protected:
         unsetenv("ORVA_SIM_SCENARIO");
     }
     void TearDown() override {
+        if (board != nullptr) {
+            EXPECT_EQ(Tgx_freeBoard(board), TGX_OK);
+            board = nullptr;
+        }
         core::SetControllerCreatorForTesting(nullptr);
         orva_sim_destroy();
         std::remove(logFile_.c_str());
@@ -53,6 +58,14 @@ protected:
         std::stringstream text;
         text << in.rdbuf();
         return text.str();
+    }
+
+    // Board 0 on the technology the test brings, into `board` and `fake`;
+    // freed by TearDown.
+    void OpenFakeBoard(core::ControllerCreator creator = &CreateFakeController) {
+        core::SetControllerCreatorForTesting(creator);
+        ASSERT_EQ(Tgx_initBoard(OpenGrabber(0), 0, &board), TGX_OK);
+        fake = gLastFakeController;
     }
 
     // The grabber handle of a simulated board, as the application has it.
@@ -68,6 +81,9 @@ protected:
             }
         }
     }
+
+    TgxBoardHandle* board = nullptr;
+    FakeController* fake = nullptr;
 
 private:
     std::string namespace_;

@@ -14,20 +14,12 @@ class DiscoveryApi : public ApiTest {
 protected:
     void SetUp() override {
         SetUpApi("orva.genicam.lib=1");
-        orva::core::SetControllerCreatorForTesting(&orva::test::CreateFakeController);
-        ASSERT_EQ(Tgx_initBoard(OpenGrabber(0), 0, &board), TGX_OK);
-        fake = orva::test::gLastFakeController;
+        ASSERT_NO_FATAL_FAILURE(OpenFakeBoard());
         // A two-link camera on ports 0 and 1, a single-link one on port 3.
         fake->port(0).SetCamera(kLinkIndexMaster, 1, 0);
         fake->port(1).SetCamera(kLinkIndexExtension, 1, 1);
         fake->port(3).SetCamera(kLinkIndexMaster, 2, 0);
     }
-    void TearDown() override {
-        EXPECT_EQ(Tgx_freeBoard(board), TGX_OK);
-        ApiTest::TearDown();
-    }
-    TgxBoardHandle* board = nullptr;
-    FakeController* fake = nullptr;
 };
 
 TEST_F(DiscoveryApi, MaskIsCheckedBeforeTheBoard) {

@@ -16,9 +16,7 @@ class Features : public ApiTest {
 protected:
     void SetUp() override {
         SetUpApi("*=5");
-        orva::core::SetControllerCreatorForTesting(&orva::test::CreateFakeController);
-        ASSERT_EQ(Tgx_initBoard(OpenGrabber(0), 0, &board), TGX_OK);
-        fake = orva::test::gLastFakeController;
+        ASSERT_NO_FATAL_FAILURE(OpenFakeBoard());
         fake->port(0).SetCamera(kLinkIndexMaster, 1, 0);
         fake->port(0).SetDescription(orva::test::kDescription);
         ASSERT_EQ(Tgx_scanPorts(board, 0x1, 1000, 0), TGX_OK);
@@ -29,10 +27,6 @@ protected:
         Register(0x118, 2);
         Register(0x11C, 0);
         std::memset(memory() + 0x200, 0, 16);
-    }
-    void TearDown() override {
-        Tgx_freeBoard(board);
-        ApiTest::TearDown();
     }
     uint8_t* memory() { return fake->port(0).memory(); }
     void Register(uint32_t address, uint32_t value) {
@@ -48,9 +42,7 @@ protected:
         return value;
     }
 
-    TgxBoardHandle* board = nullptr;
     TgxCameraHandle* camera = nullptr;
-    orva::test::FakeController* fake = nullptr;
 };
 
 TEST_F(Features, NothingWorksBeforeTheConnection) {

@@ -2,32 +2,13 @@
 // trace record. Counted through the global allocator of this binary.
 #include <gtest/gtest.h>
 
-#include <atomic>
-#include <cstdlib>
-#include <new>
-
 #include "impl/core/CDriver.h"
 #include "include/tgx_genicam.h"
 #include "runtime/logging/Logging.h"
+#include "tests/core/CountingAllocator.h"
 #include "tests/core/FakeTechnology.h"
 
-namespace {
-std::atomic<uint64_t> gAllocations{0};
-}
-
-void* operator new(std::size_t size) {
-    gAllocations.fetch_add(1, std::memory_order_relaxed);
-    if (void* p = std::malloc(size == 0 ? 1 : size)) {
-        return p;
-    }
-    throw std::bad_alloc();
-}
-void operator delete(void* p) noexcept {
-    std::free(p);
-}
-void operator delete(void* p, std::size_t) noexcept {
-    std::free(p);
-}
+using orva::test::gAllocations;
 
 namespace {
 

@@ -16,9 +16,7 @@ class ParameterFile : public ApiTest {
 protected:
     void SetUp() override {
         SetUpApi("*=5");
-        orva::core::SetControllerCreatorForTesting(&orva::test::CreateFakeController);
-        ASSERT_EQ(Tgx_initBoard(OpenGrabber(0), 0, &board), TGX_OK);
-        fake = orva::test::gLastFakeController;
+        ASSERT_NO_FATAL_FAILURE(OpenFakeBoard());
         for (uint32_t port : {0U, 1U}) {
             fake->port(port).SetCamera(kLinkIndexMaster, port + 1, 0);
             fake->port(port).SetDescription(orva::test::kDescription);
@@ -33,7 +31,6 @@ protected:
     }
     void TearDown() override {
         std::remove(path.c_str());
-        Tgx_freeBoard(board);
         ApiTest::TearDown();
     }
     std::string File() const {
@@ -44,10 +41,8 @@ protected:
     }
     void WriteFile(const std::string& text) const { std::ofstream(path, std::ios::trunc) << text; }
 
-    TgxBoardHandle* board = nullptr;
     TgxCameraHandle* first = nullptr;
     TgxCameraHandle* second = nullptr;
-    orva::test::FakeController* fake = nullptr;
     std::string path;
 };
 

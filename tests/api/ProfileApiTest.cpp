@@ -39,24 +39,15 @@ protected:
         path = ::testing::TempDir() + "tgx-board-config-" + std::to_string(getpid()) + ".xml";
     }
     void TearDown() override {
-        if (board != nullptr) {
-            EXPECT_EQ(Tgx_freeBoard(board), TGX_OK);
-        }
         std::remove(path.c_str());
         ApiTest::TearDown();
     }
-    orva::test::FakeController* OpenFakeBoard(orva::core::ControllerCreator creator) {
-        orva::core::SetControllerCreatorForTesting(creator);
-        EXPECT_EQ(Tgx_initBoard(OpenGrabber(0), 0, &board), TGX_OK);
-        return orva::test::gLastFakeController;
-    }
 
-    TgxBoardHandle* board = nullptr;
     std::string path;
 };
 
 TEST_F(BoardConfiguration, ChecksComeInTheirOrder) {
-    OpenFakeBoard(&orva::test::CreateFakeController);
+    ASSERT_NO_FATAL_FAILURE(OpenFakeBoard());
     EXPECT_EQ(Tgx_SaveBoardConfiguration(nullptr, nullptr), TGX_ERR_INVALID_BOARD_HANDLE);
     EXPECT_EQ(Tgx_SaveBoardConfiguration(board, ""), TGX_ERR_INVALID_FILENAME);
     EXPECT_EQ(Tgx_LoadBoardConfiguration(nullptr, path.c_str()), TGX_ERR_INVALID_BOARD_HANDLE);
@@ -77,7 +68,7 @@ TEST_F(BoardConfiguration, ChecksComeInTheirOrder) {
 }
 
 TEST_F(BoardConfiguration, AnUnconnectedFirstCameraEndsTheList) {
-    auto* fake = OpenFakeBoard(&orva::test::CreateFakeController);
+    ASSERT_NO_FATAL_FAILURE(OpenFakeBoard());
     fake->port(0).SetCamera(kLinkIndexMaster, 1, 0);
     fake->port(2).SetCamera(kLinkIndexMaster, 2, 0);
     ASSERT_EQ(Tgx_scanPorts(board, 0xF, 1000, 0), TGX_OK);
@@ -89,7 +80,7 @@ TEST_F(BoardConfiguration, AnUnconnectedFirstCameraEndsTheList) {
 }
 
 TEST_F(BoardConfiguration, AFifthConnectedCameraIsAStatusNotACrash) {
-    auto* fake = OpenFakeBoard(&CreateSixPortController);
+    ASSERT_NO_FATAL_FAILURE(OpenFakeBoard(&CreateSixPortController));
     for (uint32_t port = 0; port < 5; ++port) {
         fake->port(port).SetCamera(kLinkIndexMaster, port + 1, 0);
     }
@@ -100,7 +91,7 @@ TEST_F(BoardConfiguration, AFifthConnectedCameraIsAStatusNotACrash) {
 }
 
 TEST_F(BoardConfiguration, ASavedLayoutMatchesUntilTheBoardDiffers) {
-    auto* fake = OpenFakeBoard(&orva::test::CreateFakeController);
+    ASSERT_NO_FATAL_FAILURE(OpenFakeBoard());
     // A two-link camera on ports 0 and 1, a single-link one on port 3.
     fake->port(0).SetCamera(kLinkIndexMaster, 1, 0);
     fake->port(1).SetCamera(kLinkIndexExtension, 1, 1);
@@ -162,7 +153,7 @@ TEST_F(BoardConfiguration, AProfileOpensTheSavedBoardAndConnectsItsCameras) {
     const std::string saved = ReadFile(path);
     EXPECT_NE(saved.find("linkgroups=\"2\""), std::string::npos) << saved;
     EXPECT_NE(saved.find("<link phyIndex=\"1\" dlIndex=\"1\" linkIndex=\"1\"/>"), std::string::npos) << saved;
-    EXPECT_EQ(Tgx_freeBoard(board), TGX_OK);
+    ASSERT_EQ(Tgx_freeBoard(board), TGX_OK);
     board = nullptr;
 
     TgxConnectionProfile* profile = nullptr;

@@ -12,17 +12,11 @@ class Properties : public ApiTest {
 protected:
     void SetUp() override {
         SetUpApi("*=5");
-        orva::core::SetControllerCreatorForTesting(&orva::test::CreateFakeController);
-        ASSERT_EQ(Tgx_initBoard(OpenGrabber(0), 0, &board), TGX_OK);
-        fake = orva::test::gLastFakeController;
+        ASSERT_NO_FATAL_FAILURE(OpenFakeBoard());
         fake->port(2).SetCamera(kLinkIndexMaster, 5, 0);
         fake->port(3).SetCamera(kLinkIndexExtension, 5, 1);
         ASSERT_EQ(Tgx_scanPorts(board, 0xF, 1000, 3125), TGX_OK);
         ASSERT_EQ(Tgx_getCameraByIndex(board, 0, &camera), TGX_OK);
-    }
-    void TearDown() override {
-        Tgx_freeBoard(board);
-        ApiTest::TearDown();
     }
     uint32_t Get(const char* name, uint32_t link, int32_t expected = TGX_OK) {
         uint32_t value = 0xDEAD;
@@ -31,9 +25,7 @@ protected:
         return value;
     }
 
-    TgxBoardHandle* board = nullptr;
     TgxCameraHandle* camera = nullptr;
-    orva::test::FakeController* fake = nullptr;
 };
 
 TEST_F(Properties, BoardCountsAndTheirChecks) {

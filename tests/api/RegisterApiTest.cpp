@@ -11,9 +11,7 @@ class Registers : public ApiTest {
 protected:
     void SetUp() override {
         SetUpApi("orva.genicam.lib=1");
-        orva::core::SetControllerCreatorForTesting(&orva::test::CreateFakeController);
-        ASSERT_EQ(Tgx_initBoard(OpenGrabber(0), 0, &board), TGX_OK);
-        fake = orva::test::gLastFakeController;
+        ASSERT_NO_FATAL_FAILURE(OpenFakeBoard());
         fake->port(1).SetCamera(kLinkIndexMaster, 1, 0);
         ASSERT_EQ(Tgx_scanPorts(board, 0xF, 1000, 0), TGX_OK);
         ASSERT_EQ(Tgx_getCamera(board, 1, &camera), TGX_OK);
@@ -24,13 +22,7 @@ protected:
         memory[0x102] = 0xCC;
         memory[0x103] = 0xDD;
     }
-    void TearDown() override {
-        Tgx_freeBoard(board);
-        ApiTest::TearDown();
-    }
-    TgxBoardHandle* board = nullptr;
     TgxCameraHandle* camera = nullptr;
-    orva::test::FakeController* fake = nullptr;
 };
 
 TEST_F(Registers, RegistersReadAsBigEndianHostValues) {

@@ -5,6 +5,7 @@
 #include <iostream>
 #include <mutex>
 #include <thread>
+#include <unistd.h>
 
 namespace tgx {
 
@@ -90,7 +91,8 @@ std::unique_ptr<BoardSession> Discover(const ScanOptions& o, const GlobalOptions
     const uint32_t ports = session->ports();
     const uint32_t mask = o.ports != 0 ? o.ports : (ports >= 32 ? 0xFFFFFFFFU : (1U << ports) - 1U);
     {
-        Progress progress(!options.json);
+        // Progress only for a person watching a terminal.
+        Progress progress(!options.json && isatty(STDERR_FILENO) != 0);
         status = Tgx_scanPorts(session->board(), mask, o.timeoutMs, o.speed);
     }
     if (status != TGX_OK && status != TGX_ERR_LINK_LAYOUT_MISMATCH) {

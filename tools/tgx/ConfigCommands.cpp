@@ -18,15 +18,24 @@ struct FileOptions {
     bool stopOnError = false;
 };
 
-// One line of result: the file and what became of it.
-int Report(const GlobalOptions& options, const char* action, const std::string& file, int32_t status) {
+// What became of the file: a line on stdout (or a JSON object), or the
+// failure on stderr and exit code 1.
+struct Action {
+    const char* verb; // as in "tgx: load FILE: <status>"
+    const char* done; // as in "loaded FILE"
+};
+constexpr Action kSave{"save", "saved"};
+constexpr Action kLoad{"load", "loaded"};
+constexpr Action kCompare{"compare", "matches"};
+
+int Report(const GlobalOptions& options, const Action& action, const std::string& file, int32_t status) {
     if (options.json) {
-        std::cout << nlohmann::json{{"action", action}, {"file", file}, {"status", status}}.dump(2) << '\n';
+        std::cout << nlohmann::json{{"action", action.verb}, {"file", file}, {"status", status}}.dump(2) << '\n';
     } else if (status == TGX_OK) {
-        std::cout << action << ' ' << file << '\n';
+        std::cout << action.done << ' ' << file << '\n';
     }
     if (status != TGX_OK) {
-        std::cerr << "tgx: " << action << ' ' << file << ": " << StatusText(status) << '\n';
+        std::cerr << "tgx: " << action.verb << ' ' << file << ": " << StatusText(status) << '\n';
         return 1;
     }
     return 0;
@@ -38,10 +47,10 @@ int RunParams(const FileOptions& o, const GlobalOptions& options, bool save) {
         return 2;
     }
     if (save) {
-        return Report(options, "saved", o.file, Tgx_SaveCameraParameters(c.camera, o.file.c_str()));
+        return Report(options, kSave, o.file, Tgx_SaveCameraParameters(c.camera, o.file.c_str()));
     }
     const uint32_t flags = o.stopOnError ? TGX_LOAD_PARAMETERS_STOP_ON_ERROR : 0U;
-    return Report(options, "loaded", o.file, Tgx_LoadCameraParameters(c.camera, o.file.c_str(), flags));
+    return Report(options, kLoad, o.file, Tgx_LoadCameraParameters(c.camera, o.file.c_str(), flags));
 }
 
 int RunConfig(const FileOptions& o, const GlobalOptions& options, bool save) {
@@ -51,11 +60,11 @@ int RunConfig(const FileOptions& o, const GlobalOptions& options, bool save) {
         return 2;
     }
     if (save) {
-        return Report(options, "saved", o.file, Tgx_SaveBoardConfiguration(session->board(), o.file.c_str()));
+        return Report(options, kSave, o.file, Tgx_SaveBoardConfiguration(session->board(), o.file.c_str()));
     }
     // A load compares the document with the discovery; a difference is
     // logged by the library with the property that differs.
-    return Report(options, "matches", o.file, Tgx_LoadBoardConfiguration(session->board(), o.file.c_str()));
+    return Report(options, kCompare, o.file, Tgx_LoadBoardConfiguration(session->board(), o.file.c_str()));
 }
 
 const char* StateName(int32_t state) {

@@ -6,6 +6,8 @@
 #include <gtest/gtest.h>
 #include <unistd.h>
 
+#include <algorithm>
+#include <cctype>
 #include <cstdlib>
 #include <fstream>
 #include <sstream>
@@ -34,7 +36,13 @@ protected:
     // logger is made, which is why every case runs in a process of its own.
     void SetUpApi(const char* logLevels) {
         const auto* info = ::testing::UnitTest::GetInstance()->current_test_info();
-        const std::string tag = std::to_string(getpid()) + "-" + info->name();
+        // A simulator namespace takes letters, digits, '.', '_' and '-' only,
+        // and a parameterised test's name has a '/'.
+        std::string tag = std::to_string(getpid()) + "-" + info->name();
+        for (char& c : tag) {
+            c = std::isalnum(static_cast<unsigned char>(c)) != 0 || c == '-' ? c : '_';
+        }
+        tag.resize(std::min<std::size_t>(tag.size(), 56));
         namespace_ = "api-" + tag;
         logFile_ = ::testing::TempDir() + "tgx-api-" + tag + ".log";
         std::remove(logFile_.c_str());

@@ -59,8 +59,8 @@ const std::string kDescription = R"(<?xml version="1.0" encoding="utf-8"?>
 )";
 
 // One integer read as the API does it, the node already looked up: the
-// map's lock, the access mode (implemented, available, locked), the read,
-// the port failure check.
+// map's lock, the access mode (fixed for Width: known after the first read),
+// the read, the port failure check.
 void BM_FacadeIntegerRead(benchmark::State& state) {
     NodeMap map = NodeMap::FromXml(kDescription);
     map.Connect(std::make_shared<MemoryPort>());

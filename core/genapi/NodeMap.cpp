@@ -8,6 +8,7 @@
 #include <concepts>
 #include <exception>
 #include <mutex>
+#include <unordered_map>
 #include <utility>
 
 #include "core/genapi/AravisLog.h"
@@ -26,6 +27,10 @@ public:
     std::mutex mutex;
     PortDevice device; // declared before `genicam`, so that it goes after it
     GObjectPtr<ArvGc> genicam;
+    // The access mode of each node used so far: the mode itself where it
+    // can't change (see FixedAccess in NodeMap.cpp), empty where it is
+    // evaluated on every use. Under `mutex`.
+    std::unordered_map<ArvGcNode*, std::optional<AccessMode>> accessModes;
 
     static Node MakeNode(const std::shared_ptr<NodeMapState>& state, ArvGcNode* node) { return Node(state, node); }
     static EnumEntry MakeEntry(const std::shared_ptr<NodeMapState>& state, ArvGcNode* node) {
@@ -75,6 +80,7 @@ public:
     }
 
     GError** Error() { return error_.Out(); }
+    NodeMapState& State() { return state_; }
 
     void Check() {
         std::exception_ptr failure = state_.device.TakeFailure();
@@ -143,7 +149,7 @@ AccessMode Restrict(AccessMode mode, ArvGcAccessMode limit) {
 // NI from pIsImplemented, NA from pIsAvailable; then the register's own mode,
 // narrowed by the imposed one and by pIsLocked (a locked feature can't be
 // written).
-AccessMode AccessOf(Operation& op, ArvGcNode* node) {
+AccessMode EvaluateAccess(Operation& op, ArvGcNode* node) {
     ArvGcFeatureNode* feature = Feature(node);
     const bool implemented = arv_gc_feature_node_is_implemented(feature, op.Error()) != FALSE;
     op.Check();
@@ -162,6 +168,62 @@ AccessMode AccessOf(Operation& op, ArvGcNode* node) {
     const bool locked = arv_gc_feature_node_is_locked(feature, op.Error()) != FALSE;
     op.Check();
     return locked ? Restrict(mode, ARV_GC_ACCESS_MODE_RO) : mode;
+}
+
+// Whether a node's access mode is fixed by its description: no
+// pIsImplemented, pIsAvailable or pIsLocked on it or on the nodes its value
+// comes from, and only plain nodes on the way (features over registers);
+// anything computed (converters, swiss knives, indexed values) is taken to
+// vary. Such a mode is evaluated once; the others on every use.
+bool FixedAccess(ArvGcNode* node) {
+    constexpr int kMaxLinks = 8;
+    for (int link = 0; link < kMaxLinks && node != nullptr; ++link) {
+        const bool plain = ARV_IS_GC_INTEGER_NODE(node) || ARV_IS_GC_FLOAT_NODE(node) || ARV_IS_GC_BOOLEAN(node) ||
+                           ARV_IS_GC_ENUMERATION(node) || ARV_IS_GC_ENUM_ENTRY(node) || ARV_IS_GC_COMMAND(node) ||
+                           ARV_IS_GC_REGISTER_NODE(node);
+        if (!plain) {
+            return false;
+        }
+        ArvGcNode* next = nullptr;
+        for (ArvDomNode* child = arv_dom_node_get_first_child(ARV_DOM_NODE(node)); child != nullptr;
+             child = arv_dom_node_get_next_sibling(child)) {
+            if (!ARV_IS_GC_PROPERTY_NODE(child)) {
+                continue;
+            }
+            switch (arv_gc_property_node_get_node_type(ARV_GC_PROPERTY_NODE(child))) {
+            case ARV_GC_PROPERTY_NODE_TYPE_P_IS_IMPLEMENTED:
+            case ARV_GC_PROPERTY_NODE_TYPE_P_IS_AVAILABLE:
+            case ARV_GC_PROPERTY_NODE_TYPE_P_IS_LOCKED:
+            case ARV_GC_PROPERTY_NODE_TYPE_P_VALUE_INDEXED:
+            case ARV_GC_PROPERTY_NODE_TYPE_P_VALUE_DEFAULT:
+                return false;
+            case ARV_GC_PROPERTY_NODE_TYPE_P_VALUE:
+                next = arv_gc_property_node_get_linked_node(ARV_GC_PROPERTY_NODE(child));
+                break;
+            default:
+                break;
+            }
+        }
+        if (next == nullptr) {
+            return true;
+        }
+        node = next;
+    }
+    return false;
+}
+
+// The access mode now. A feature is read or written with its mode checked
+// first, and the API asks for the mode before that too: for the many
+// features whose mode is fixed, that is one look-up instead of four calls
+// into Aravis each time.
+AccessMode AccessOf(Operation& op, ArvGcNode* node) {
+    auto& known = op.State().accessModes;
+    if (const auto it = known.find(node); it != known.end()) {
+        return it->second ? *it->second : EvaluateAccess(op, node);
+    }
+    const AccessMode mode = EvaluateAccess(op, node);
+    known.emplace(node, FixedAccess(node) ? std::optional<AccessMode>(mode) : std::nullopt);
+    return mode;
 }
 
 void RequireReadable(Operation& op, ArvGcNode* node) {

@@ -40,11 +40,18 @@ constexpr uint32_t kStateMagic = 0x43585043; // "CPXC"
 constexpr uint32_t kManifestEntries = 1;
 constexpr uint32_t kXmlVersion = 0x00010000;       // 1.0.0
 constexpr uint32_t kXmlSchemaVersion = 0x00010100; // 1.1.0
+// Where the URL text goes; below the description if the description's own
+// registers are at 0x6000.
 constexpr uint32_t kUrlAddress = 0x6000;
 constexpr uint32_t kUrlBytes = 0x100;
 constexpr uint32_t kDescriptionAddress = 0x100000;
 constexpr uint32_t kDefaultStreamPacketSize = 1024;
 constexpr uint32_t kMaxDescriptionBytes = 16u * 1024u * 1024u;
+constexpr uint32_t kAlternativeUrlAddress = kDescriptionAddress - kUrlBytes;
+// A description in a zip container may unpack to this much.
+constexpr size_t kMaxUnpackedDescriptionBytes = 4 * size_t{kMaxDescriptionBytes};
+// How long a camera serving a description file takes to carry out a command.
+constexpr uint64_t kDefaultCommandNs = 10 * kNsPerMs;
 // The final acknowledge after a tentative one.
 constexpr uint64_t kTentativeGapNs = 200 * kNsPerUs;
 constexpr uint64_t kBitsPerCharacter = 10;
@@ -86,7 +93,7 @@ static_assert(offsetof(CameraState, unframed) == CxpCamera::kUnframedOffset);
 static_assert(offsetof(CameraState, ignored) == CxpCamera::kIgnoredOffset);
 static_assert(offsetof(CameraState, acksDropped) == CxpCamera::kAcksDroppedOffset);
 static_assert(sizeof(CameraState) <= CxpCamera::kUserIdOffset);
-static_assert(CxpCamera::kUserSpaceOffset + cxp::userspace::kBytes <= 64 * 1024);
+static_assert(CxpCamera::kUserIdOffset + 16 <= CxpCamera::kRegisterStoreOffset);
 
 CameraState loadState(DeviceContext& ctx) {
     CameraState s{};
@@ -245,7 +252,9 @@ constexpr std::string_view kKnownParams =
     "revision, versionsSupported, deviceName, modelName, manufacturerInfo, deviceVersion, firmwareVersion, "
     "serialNumber, userId, controlPacketSize, nativeSpeed, defaultLinks, defaultSpeed, maxSpeed, linksAtReset, "
     "latencyUs, resetUs, bootMs, configSwitchUs, waitAckMs, tentativeAcks, lateAckMs, externalPower, currentMa, "
-    "overCurrent, descriptionFile, descriptionFormat";
+    "overCurrent, descriptionFile, descriptionFormat, commandUs";
+
+void deriveRegisters(CxpCameraConfig& c, const std::string& file);
 
 CxpCameraConfig parseConfig(const json& params, uint32_t links) {
     if (links == 0 || links > kMaxLinks) {
@@ -274,6 +283,7 @@ CxpCameraConfig parseConfig(const json& params, uint32_t links) {
     std::optional<uint32_t> maxSpeed;
     std::string format = "zip";
     std::string file;
+    std::optional<uint64_t> commandNs;
 
     for (const auto& [key, value] : params.items()) {
         if (key == "revision") {
@@ -342,6 +352,8 @@ CxpCameraConfig parseConfig(const json& params, uint32_t links) {
                 refuse(key, "expected \"zip\" or \"plain\", got " + value.dump());
             }
             format = value.get<std::string>();
+        } else if (key == "commandUs") {
+            commandNs = wholeNumber(value, key, 0, 10000000) * kNsPerUs;
         } else {
             throw std::invalid_argument("unknown parameter '" + key + "' (known: " + std::string(kKnownParams) + ")");
         }
@@ -365,7 +377,10 @@ CxpCameraConfig parseConfig(const json& params, uint32_t links) {
     } else {
         const std::string xml = cxp::builtInDescription(c.deviceName, c.modelName);
         content.assign(xml.begin(), xml.end());
+        c.builtInDescription = true;
     }
+    // Its own acquisition has nothing to start: its commands are taken at once.
+    c.commandNs = commandNs.value_or(c.builtInDescription ? 0 : kDefaultCommandNs);
     if (format == "zip") {
         if (cxp::isZipContainer(content)) {
             c.description = std::move(content);
@@ -384,6 +399,7 @@ CxpCameraConfig parseConfig(const json& params, uint32_t links) {
     }
     c.descriptionUrl = "Local:" + name + ";" + hexText(kDescriptionAddress) + ";" +
                        hexText(static_cast<uint32_t>(c.description.size()));
+    deriveRegisters(c, file);
     return c;
 }
 
@@ -408,7 +424,7 @@ void appendBe32(std::vector<uint8_t>& bytes, uint32_t value) {
 
 enum class Access : uint8_t { Read, Write, ReadWrite };
 
-enum class AreaKind : uint8_t { Register, Text, UserId, Url, UserSpace, Description };
+enum class AreaKind : uint8_t { Register, Text, UserId, Url, Described, Description };
 
 struct Area {
     uint32_t start = 0;
@@ -460,6 +476,70 @@ constexpr uint32_t kUserIdBytes = 16;
 
 bool within(uint32_t at, uint32_t start, uint64_t size) {
     return at >= start && at - start < size;
+}
+
+// The registers and texts of the standard that the camera serves itself.
+std::optional<Area> bootstrapAreaAt(const CxpCameraConfig& config, uint32_t at) {
+    if (at < 0x100 || within(at, 0x4000, 0x100)) {
+        for (const RegisterInfo& r : kRegisters) {
+            if (within(at, r.address, 4) && config.revision >= r.fromRevision) {
+                return Area{r.address, 4, r.access, AreaKind::Register};
+            }
+        }
+        return std::nullopt;
+    }
+    for (const TextField& f : kTextFields) {
+        const bool present = f.address != address::kFirmwareVersion || config.revision < cxp::kVersion20;
+        if (present && within(at, f.address, f.size)) {
+            return Area{f.address, f.size, Access::Read, AreaKind::Text};
+        }
+    }
+    if (within(at, address::kUserId, kUserIdBytes)) {
+        return Area{address::kUserId, kUserIdBytes, Access::ReadWrite, AreaKind::UserId};
+    }
+    return std::nullopt;
+}
+
+// The camera's register map, read from the description it serves; the URL
+// text placed where the description's registers leave room.
+void deriveRegisters(CxpCameraConfig& c, const std::string& file) {
+    std::string xml;
+    if (cxp::isZipContainer(c.description)) {
+        // One it can't unpack is served all the same, without registers.
+        xml = cxp::unzippedContent(c.description, kMaxUnpackedDescriptionBytes).value_or(std::string());
+    } else {
+        xml.assign(c.description.begin(), c.description.end());
+    }
+    const auto served = [&](uint32_t at) { return bootstrapAreaAt(c, at).has_value(); };
+    c.registers = cxp::RegisterSpace::fromDescription(xml, served);
+    if (c.builtInDescription) {
+        // Its own power-up values, where the general rule would give minimums.
+        const auto put = [&](uint32_t reg, uint32_t value) {
+            std::array<uint8_t, 4> bytes{};
+            cxp::storeBe32(bytes.data(), value);
+            c.registers.setInitial(reg, bytes);
+        };
+        put(cxp::userspace::kWidth, 1024);
+        put(cxp::userspace::kHeight, 768);
+        put(cxp::userspace::kPixelFormat, 0x01080001); // Mono8
+        put(cxp::userspace::kExposureTime, std::bit_cast<uint32_t>(10000.0f));
+        put(cxp::userspace::kGain, std::bit_cast<uint32_t>(1.0f));
+    }
+    const std::string what = file.empty() ? std::string("its own description") : "'" + file + "'";
+    if (c.registers.storeBytes() > CxpCamera::kRegisterStoreBytes) {
+        refuse("descriptionFile", "the registers of " + what + " need " + std::to_string(c.registers.storeBytes()) +
+                                      " bytes of the camera's memory; it has " +
+                                      std::to_string(CxpCamera::kRegisterStoreBytes));
+    }
+    c.urlAddress = kUrlAddress;
+    if (c.registers.overlaps(kUrlAddress, kUrlBytes)) {
+        c.urlAddress = kAlternativeUrlAddress;
+    }
+    if (c.registers.overlaps(c.urlAddress, kUrlBytes) ||
+        c.registers.overlaps(kDescriptionAddress, c.description.size())) {
+        refuse("descriptionFile", "the registers of " + what + " leave no room for the description at " +
+                                      hexText(c.urlAddress) + " and " + hexText(kDescriptionAddress));
+    }
 }
 
 // What a command asks of the camera, and what the camera answers.
@@ -556,37 +636,18 @@ private:
     static Reply error(AckCode code) { return errorReply(code); }
 
     std::optional<Area> areaAt(uint32_t at) const {
-        if (at < 0x100) {
-            for (const RegisterInfo& r : kRegisters) {
-                if (within(at, r.address, 4) && config_.revision >= r.fromRevision) {
-                    return Area{r.address, 4, r.access, AreaKind::Register};
-                }
-            }
-            return std::nullopt;
+        if (const auto area = bootstrapAreaAt(config_, at)) {
+            return area;
         }
-        if (within(at, 0x4000, 0x100)) {
-            for (const RegisterInfo& r : kRegisters) {
-                if (within(at, r.address, 4) && config_.revision >= r.fromRevision) {
-                    return Area{r.address, 4, r.access, AreaKind::Register};
-                }
-            }
-            return std::nullopt;
+        if (within(at, config_.urlAddress, uint64_t{kUrlBytes} * kManifestEntries)) {
+            const uint32_t entry = (at - config_.urlAddress) / kUrlBytes;
+            return Area{config_.urlAddress + entry * kUrlBytes, kUrlBytes, Access::Read, AreaKind::Url};
         }
-        for (const TextField& f : kTextFields) {
-            const bool present = f.address != address::kFirmwareVersion || config_.revision < cxp::kVersion20;
-            if (present && within(at, f.address, f.size)) {
-                return Area{f.address, f.size, Access::Read, AreaKind::Text};
-            }
-        }
-        if (within(at, address::kUserId, kUserIdBytes)) {
-            return Area{address::kUserId, kUserIdBytes, Access::ReadWrite, AreaKind::UserId};
-        }
-        if (within(at, kUrlAddress, uint64_t{kUrlBytes} * kManifestEntries)) {
-            const uint32_t entry = (at - kUrlAddress) / kUrlBytes;
-            return Area{kUrlAddress + entry * kUrlBytes, kUrlBytes, Access::Read, AreaKind::Url};
-        }
-        if (within(at, cxp::userspace::kBase, cxp::userspace::kBytes)) {
-            return Area{cxp::userspace::kBase, cxp::userspace::kBytes, Access::ReadWrite, AreaKind::UserSpace};
+        if (const cxp::RegisterSpace::Extent* extent = config_.registers.find(at)) {
+            const Access access = !extent->writable   ? Access::Read
+                                  : !extent->readable ? Access::Write
+                                                      : Access::ReadWrite;
+            return Area{extent->address, extent->length, access, AreaKind::Described};
         }
         // Hosts read whole words: the last one is padded with zeros.
         const auto described = static_cast<uint32_t>((config_.description.size() + 3) / 4 * 4);
@@ -628,7 +689,7 @@ private:
         case address::kXmlSchemaVersion:
             return kXmlSchemaVersion;
         case address::kXmlUrlAddress:
-            return kUrlAddress + state_.manifestSelector * kUrlBytes;
+            return config_.urlAddress + state_.manifestSelector * kUrlBytes;
         case address::kDeviceConnectionId:
             return link_;
         case address::kMasterHostConnectionId:
@@ -698,9 +759,11 @@ private:
             }
             break;
         }
-        case AreaKind::UserSpace:
-            std::copy_n(ctx_.memory().begin() + CxpCamera::kUserSpaceOffset + offset, out.size(), out.begin());
+        case AreaKind::Described: {
+            const auto bytes = describedBytes(*config_.registers.find(area.start));
+            std::copy_n(bytes.begin() + offset, out.size(), out.begin());
             break;
+        }
         case AreaKind::Description:
             for (size_t i = 0; i < out.size(); ++i) {
                 out[i] = offset + i < config_.description.size() ? config_.description[offset + i] : 0;
@@ -717,8 +780,8 @@ private:
         case AreaKind::UserId:
             std::copy(in.begin(), in.end(), ctx_.memory().begin() + CxpCamera::kUserIdOffset + offset);
             break;
-        case AreaKind::UserSpace:
-            storeUser(area.start + offset, in);
+        case AreaKind::Described:
+            storeDescribed(*config_.registers.find(area.start), offset, in);
             break;
         default:
             break;
@@ -756,20 +819,54 @@ private:
         }
     }
 
-    // Plain memory, but for the two commands: they start or stop the
-    // acquisition and read back as 0.
-    void storeUser(uint32_t at, std::span<const uint8_t> in) {
-        auto memory = ctx_.memory().subspan(CxpCamera::kUserSpaceOffset, cxp::userspace::kBytes);
-        std::copy(in.begin(), in.end(), memory.begin() + (at - cxp::userspace::kBase));
-        const auto command = [&](uint32_t reg, uint32_t status) {
-            uint8_t* p = memory.data() + (reg - cxp::userspace::kBase);
-            if (cxp::loadBe32(p) != 0) {
-                cxp::storeBe32(p, 0);
-                cxp::storeBe32(memory.data() + (cxp::userspace::kAcquisitionStatus - cxp::userspace::kBase), status);
+    // The bytes of a described register in the store. A command the camera
+    // has carried out by now reads back as 0.
+    std::span<uint8_t> describedBytes(const cxp::RegisterSpace::Extent& extent) const {
+        const auto store = ctx_.memory().subspan(CxpCamera::kRegisterStoreOffset, CxpCamera::kRegisterStoreBytes);
+        const auto bytes = store.subspan(extent.offset, extent.length);
+        if (extent.stampedAt) {
+            uint64_t dueNs = 0;
+            std::memcpy(&dueNs, store.data() + *extent.stampedAt, sizeof(dueNs));
+            if (dueNs != 0 && ctx_.nowNs() >= dueNs) {
+                std::fill(bytes.begin(), bytes.end(), uint8_t{0});
+                dueNs = 0;
+                std::memcpy(store.data() + *extent.stampedAt, &dueNs, sizeof(dueNs));
             }
-        };
-        command(cxp::userspace::kAcquisitionStart, 1);
-        command(cxp::userspace::kAcquisitionStop, 0);
+        }
+        return bytes;
+    }
+
+    void storeDescribed(const cxp::RegisterSpace::Extent& extent, uint32_t offset, std::span<const uint8_t> in) {
+        const auto bytes = describedBytes(extent);
+        std::copy(in.begin(), in.end(), bytes.begin() + offset);
+        if (!extent.stampedAt) {
+            return;
+        }
+        if (config_.builtInDescription) {
+            actOnAcquisitionCommand(extent.address);
+        }
+        const bool given = std::any_of(bytes.begin(), bytes.end(), [](uint8_t b) { return b != 0; });
+        if (given && config_.commandNs == 0) {
+            std::fill(bytes.begin(), bytes.end(), uint8_t{0});
+        } else if (given) {
+            const uint64_t dueNs = ctx_.nowNs() + config_.commandNs;
+            const auto store = ctx_.memory().subspan(CxpCamera::kRegisterStoreOffset, CxpCamera::kRegisterStoreBytes);
+            std::memcpy(store.data() + *extent.stampedAt, &dueNs, sizeof(dueNs));
+        }
+    }
+
+    // The camera's own description: its acquisition status follows the two
+    // commands.
+    void actOnAcquisitionCommand(uint32_t reg) {
+        const bool start = reg == cxp::userspace::kAcquisitionStart;
+        if (!start && reg != cxp::userspace::kAcquisitionStop) {
+            return;
+        }
+        if (cxp::loadBe32(describedBytes(*config_.registers.find(reg)).data()) == 0) {
+            return;
+        }
+        const auto status = describedBytes(*config_.registers.find(cxp::userspace::kAcquisitionStatus));
+        cxp::storeBe32(status.data(), start ? 1 : 0);
     }
 
     const CxpCameraConfig& config_;
@@ -831,24 +928,18 @@ void resetConnection(const CxpCameraConfig& config, CameraState& s, uint64_t now
     s.testMode = 0;
 }
 
-void setUserDefaults(DeviceContext& ctx) {
-    auto memory = ctx.memory().subspan(CxpCamera::kUserSpaceOffset, cxp::userspace::kBytes);
-    std::fill(memory.begin(), memory.end(), uint8_t{0});
-    const auto put = [&](uint32_t reg, uint32_t value) {
-        cxp::storeBe32(memory.data() + (reg - cxp::userspace::kBase), value);
-    };
-    put(cxp::userspace::kWidth, 1024);
-    put(cxp::userspace::kHeight, 768);
-    put(cxp::userspace::kPixelFormat, 0x01080001); // Mono8
-    put(cxp::userspace::kExposureTime, std::bit_cast<uint32_t>(10000.0f));
-    put(cxp::userspace::kGain, std::bit_cast<uint32_t>(1.0f));
+// The described registers go back to their initial values.
+void setRegisterDefaults(const CxpCameraConfig& config, DeviceContext& ctx) {
+    auto store = ctx.memory().subspan(CxpCamera::kRegisterStoreOffset, CxpCamera::kRegisterStoreBytes);
+    const auto initial = config.registers.initialStore();
+    std::copy(initial.begin(), initial.end(), store.begin());
 }
 
 void powerUp(const CxpCameraConfig& config, DeviceContext& ctx, CameraState& s, uint64_t now, uint64_t upAtNs) {
     s.powered = 1;
     s.poweredAtNs = now;
     resetConnection(config, s, now, upAtNs);
-    setUserDefaults(ctx);
+    setRegisterDefaults(config, ctx);
 }
 
 // Brings the camera's state up to its power: a camera that was without

@@ -5,6 +5,7 @@
 // 2.0, a GenICam description in its memory, power over the cable.
 // sim/README.md lists its parameters and faults.
 
+#include "CxpDescription.h"
 #include "Device.h"
 
 #include <array>
@@ -42,7 +43,11 @@ struct CxpCameraConfig {
     uint32_t currentMa = 0;
     bool overCurrent = false;
     std::string descriptionUrl;
+    uint32_t urlAddress = 0;
     std::vector<uint8_t> description; // as the camera holds it: text or zip
+    bool builtInDescription = false;
+    cxp::RegisterSpace registers; // what its description addresses
+    uint64_t commandNs = 0;       // a command's register clears itself after this
 };
 
 class CxpCamera : public Device {
@@ -55,7 +60,9 @@ public:
     static constexpr uint32_t kIgnoredOffset = 16;
     static constexpr uint32_t kAcksDroppedOffset = 20;
     static constexpr uint32_t kUserIdOffset = 0x800;
-    static constexpr uint32_t kUserSpaceOffset = 0x1000;
+    // The store of the described registers (cxp::RegisterSpace), to the end.
+    static constexpr uint32_t kRegisterStoreOffset = 0x1000;
+    static constexpr uint32_t kRegisterStoreBytes = 64 * 1024 - kRegisterStoreOffset;
 
     static std::unique_ptr<Device> create(const nlohmann::json& params, uint32_t links);
     explicit CxpCamera(CxpCameraConfig config) : config_(std::move(config)) {}

@@ -147,6 +147,7 @@ TEST_P(ParameterRoundTrip, ASecondCameraTakesEveryWritableValue) {
     ASSERT_EQ(Tgx_SaveCameraParameters(first, firstDump.c_str()), TGX_OK);
     ASSERT_EQ(Tgx_SaveCameraParameters(second, secondDump.c_str()), TGX_OK);
     const ValueLines moved = Values(ReadFile(firstDump));
+    RecordProperty("features_changed", static_cast<int>(changed));
     ASSERT_FALSE(moved.empty());
     ASSERT_NE(moved, Values(ReadFile(secondDump)))
         << "the first camera kept all its defaults (" << changed << " features changed)";
@@ -161,7 +162,11 @@ TEST_P(ParameterRoundTrip, ASecondCameraTakesEveryWritableValue) {
     }
 }
 
-INSTANTIATE_TEST_SUITE_P(SimulatedCameras, ParameterRoundTrip, ::testing::Values(RoundTripCase{"OwnDescription", ""}),
+INSTANTIATE_TEST_SUITE_P(SimulatedCameras, ParameterRoundTrip,
+                         ::testing::Values(RoundTripCase{"OwnDescription", ""},
+                                           RoundTripCase{"Adimec", "Adimec_Q12A180CXP_1_1_5.xml"},
+                                           RoundTripCase{"Mikrotron", "Mikrotron_CXP_MC206xS11.xml"},
+                                           RoundTripCase{"Tucsen", "Tucsen_CXP_Dhyana6060BSI.xml"}),
                          [](const auto& info) { return std::string(info.param.name); });
 
 } // namespace

@@ -54,11 +54,16 @@ int32_t GetFeatureNode(Frame& frame, TgxCameraHandle* camera, const char* name, 
 
 // Runs `body` and turns what the node map throws (a value out of range, a
 // failed register access, ...) into TGX_ERR_EXCEPTION with its text logged.
-template <class Frame, class Body> int32_t Guarded(Frame& frame, const std::string& prefix, Body body) {
+// Runs `body`; an exception becomes TGX_ERR_EXCEPTION with the line
+// `what` + `name` + ": " + its text. The text is built only on a failure:
+// these calls run in an application's hot loops.
+template <class Frame, class Body> int32_t Guarded(Frame& frame, const char* what, const char* name, Body body) {
     try {
         return body();
     } catch (const std::exception& e) {
-        return frame.Fail(prefix + e.what(), TGX_ERR_EXCEPTION);
+        std::string message(what);
+        message.append(name != nullptr ? name : "").append(": ").append(e.what());
+        return frame.Fail(message, TGX_ERR_EXCEPTION);
     }
 }
 
@@ -68,7 +73,7 @@ template <class T, class Value>
 int32_t SetFeature(const char* function, TgxCameraHandle* camera, const char* name, const Value& value) {
     TGX_API_FRAME(
         function, [&] { return HandleText(camera); }, [&] { return SetText(name, value); });
-    return Guarded(frame, std::string("Exception while setting feature ") + (name != nullptr ? name : "") + ": ", [&] {
+    return Guarded(frame, "Exception while setting feature ", name, [&] {
         std::optional<T> node;
         if (const int32_t status = GetFeatureNode(frame, camera, name, node); status != TGX_OK) {
             return status;
@@ -89,7 +94,7 @@ int32_t GetFeature(const char* function, TgxCameraHandle* camera, const char* na
     if (out == nullptr) {
         return frame.Fail("Invalid value pointer", TGX_ERR_INVALID_ARGUMENT);
     }
-    return Guarded(frame, std::string("Exception while getting feature ") + (name != nullptr ? name : "") + ": ", [&] {
+    return Guarded(frame, "Exception while getting feature ", name, [&] {
         std::optional<T> node;
         if (const int32_t status = GetFeatureNode(frame, camera, name, node); status != TGX_OK) {
             return status;
@@ -105,7 +110,7 @@ int32_t GetFeature(const char* function, TgxCameraHandle* camera, const char* na
 // The enumeration getters: lookup, refusal of a write-only node, then `read`.
 template <class Frame, class Read>
 int32_t ReadEnumeration(Frame& frame, TgxCameraHandle* camera, const char* feature, Read read) {
-    return Guarded(frame, "Exception while getting enum value: ", [&] {
+    return Guarded(frame, "Exception while getting enum value", nullptr, [&] {
         std::optional<genapi::Enumeration> node;
         if (const int32_t status = GetFeatureNode(frame, camera, feature, node); status != TGX_OK) {
             return status;
@@ -143,7 +148,7 @@ TGX_API int32_t Tgx_setBooleanValue(TgxCameraHandle* camera, const char* feature
     return CallGuarded("Tgx_setBooleanValue", TGX_ERR_EXCEPTION, [&] {
         TGX_API_FRAME(
             "Tgx_setBooleanValue", [&] { return HandleText(camera); }, [&] { return SetText(feature, value); });
-        return Guarded(frame, std::string("Exception while setting feature ") + (feature ? feature : "") + ": ", [&] {
+        return Guarded(frame, "Exception while setting feature ", feature, [&] {
             std::optional<genapi::Boolean> node;
             if (const int32_t status = GetFeatureNode(frame, camera, feature, node); status != TGX_OK) {
                 return status;
@@ -176,7 +181,7 @@ TGX_API int32_t Tgx_setEnumerationValue(TgxCameraHandle* camera, const char* fea
         if (value == nullptr) {
             return frame.Fail("Invalid value", TGX_ERR_INVALID_ARGUMENT);
         }
-        return Guarded(frame, "Exception while setting enum value: ", [&] {
+        return Guarded(frame, "Exception while setting enum value", nullptr, [&] {
             std::optional<genapi::Enumeration> node;
             if (const int32_t status = GetFeatureNode(frame, camera, feature, node); status != TGX_OK) {
                 return status;
@@ -222,7 +227,7 @@ TGX_API int32_t Tgx_getStringValue(TgxCameraHandle* camera, const char* feature,
         if (value == nullptr) {
             return frame.Fail("Invalid value pointer", TGX_ERR_INVALID_ARGUMENT);
         }
-        return Guarded(frame, "Exception while getting string value: ", [&] {
+        return Guarded(frame, "Exception while getting string value", nullptr, [&] {
             std::optional<genapi::String> node;
             if (const int32_t status = GetFeatureNode(frame, camera, feature, node); status != TGX_OK) {
                 return status;
@@ -273,7 +278,7 @@ TGX_API int32_t Tgx_executeCommand(TgxCameraHandle* camera, const char* feature)
     return CallGuarded("Tgx_executeCommand", TGX_ERR_EXCEPTION, [&] {
         TGX_API_FRAME(
             "Tgx_executeCommand", [&] { return HandleText(camera); }, [&] { return FeatureText(feature); });
-        return Guarded(frame, "Exception while executing command: ", [&] {
+        return Guarded(frame, "Exception while executing command", nullptr, [&] {
             std::optional<genapi::Command> node;
             if (const int32_t status = GetFeatureNode(frame, camera, feature, node); status != TGX_OK) {
                 return status;
@@ -291,7 +296,7 @@ TGX_API int32_t Tgx_isCommandDone(TgxCameraHandle* camera, const char* feature, 
         if (done == nullptr) {
             return frame.Fail("Invalid value pointer", TGX_ERR_INVALID_ARGUMENT);
         }
-        return Guarded(frame, "Exception while getting command state: ", [&] {
+        return Guarded(frame, "Exception while getting command state", nullptr, [&] {
             std::optional<genapi::Command> node;
             if (const int32_t status = GetFeatureNode(frame, camera, feature, node); status != TGX_OK) {
                 return status;

@@ -379,8 +379,7 @@ CxpCameraConfig parseConfig(const json& params, uint32_t links) {
         content.assign(xml.begin(), xml.end());
         c.builtInDescription = true;
     }
-    // Its own acquisition has nothing to start: its commands are taken at once.
-    c.commandNs = commandNs.value_or(c.builtInDescription ? 0 : kDefaultCommandNs);
+    c.commandNs = commandNs.value_or(kDefaultCommandNs);
     if (format == "zip") {
         if (cxp::isZipContainer(content)) {
             c.description = std::move(content);

@@ -105,6 +105,8 @@ std::string builtInDescription(std::string_view vendorName, std::string_view mod
     <pFeature>DeviceControl</pFeature>
     <pFeature>ImageFormatControl</pFeature>
     <pFeature>AcquisitionControl</pFeature>
+    <pFeature>AnalogControl</pFeature>
+    <pFeature>TransportLayerControl</pFeature>
   </Category>
   <Category Name="DeviceControl" NameSpace="Standard">
     <pFeature>DeviceVendorName</pFeature>
@@ -125,6 +127,13 @@ std::string builtInDescription(std::string_view vendorName, std::string_view mod
     <pFeature>AcquisitionStop</pFeature>
     <pFeature>ExposureTime</pFeature>
     <pFeature>Gain</pFeature>
+  </Category>
+  <Category Name="AnalogControl" NameSpace="Standard">
+    <pFeature>BlackLevelSelector</pFeature>
+    <pFeature>BlackLevel</pFeature>
+  </Category>
+  <Category Name="TransportLayerControl" NameSpace="Standard">
+    <pFeature>PayloadSize</pFeature>
   </Category>
   <StringReg Name="DeviceVendorName" NameSpace="Standard">
     <Address>0x2000</Address>
@@ -284,6 +293,77 @@ std::string builtInDescription(std::string_view vendorName, std::string_view mod
     <pPort>Device</pPort>
     <Endianess>BigEndian</Endianess>
   </FloatReg>
+  <Enumeration Name="BlackLevelSelector" NameSpace="Standard">
+    <pSelected>BlackLevel</pSelected>
+    <EnumEntry Name="All" NameSpace="Standard">
+      <Value>0</Value>
+    </EnumEntry>
+    <EnumEntry Name="Red" NameSpace="Standard">
+      <Value>1</Value>
+    </EnumEntry>
+    <EnumEntry Name="Green" NameSpace="Standard">
+      <Value>2</Value>
+    </EnumEntry>
+    <EnumEntry Name="Blue" NameSpace="Standard">
+      <Value>3</Value>
+    </EnumEntry>
+    <pValue>BlackLevelSelectorReg</pValue>
+  </Enumeration>
+  <IntReg Name="BlackLevelSelectorReg">
+    <Address>0x10024</Address>
+    <Length>4</Length>
+    <AccessMode>RW</AccessMode>
+    <pPort>Device</pPort>
+    <Sign>Unsigned</Sign>
+    <Endianess>BigEndian</Endianess>
+  </IntReg>
+  <Integer Name="BlackLevel" NameSpace="Standard">
+    <pIndex>BlackLevelSelectorReg</pIndex>
+    <pValueIndexed Index="1">BlackLevelRedReg</pValueIndexed>
+    <pValueIndexed Index="2">BlackLevelGreenReg</pValueIndexed>
+    <pValueIndexed Index="3">BlackLevelBlueReg</pValueIndexed>
+    <pValueDefault>BlackLevelAllReg</pValueDefault>
+    <Min>0</Min>
+    <Max>255</Max>
+  </Integer>
+  <IntReg Name="BlackLevelAllReg">
+    <Address>0x10028</Address>
+    <Length>4</Length>
+    <AccessMode>RW</AccessMode>
+    <pPort>Device</pPort>
+    <Sign>Unsigned</Sign>
+    <Endianess>BigEndian</Endianess>
+  </IntReg>
+  <IntReg Name="BlackLevelRedReg">
+    <Address>0x1002C</Address>
+    <Length>4</Length>
+    <AccessMode>RW</AccessMode>
+    <pPort>Device</pPort>
+    <Sign>Unsigned</Sign>
+    <Endianess>BigEndian</Endianess>
+  </IntReg>
+  <IntReg Name="BlackLevelGreenReg">
+    <Address>0x10030</Address>
+    <Length>4</Length>
+    <AccessMode>RW</AccessMode>
+    <pPort>Device</pPort>
+    <Sign>Unsigned</Sign>
+    <Endianess>BigEndian</Endianess>
+  </IntReg>
+  <IntReg Name="BlackLevelBlueReg">
+    <Address>0x10034</Address>
+    <Length>4</Length>
+    <AccessMode>RW</AccessMode>
+    <pPort>Device</pPort>
+    <Sign>Unsigned</Sign>
+    <Endianess>BigEndian</Endianess>
+  </IntReg>
+  <IntSwissKnife Name="PayloadSize" NameSpace="Standard">
+    <pVariable Name="W">Width</pVariable>
+    <pVariable Name="H">Height</pVariable>
+    <pVariable Name="PF">PixelFormatReg</pVariable>
+    <Formula>W * H * ((PF = 17301505) ? 1 : 2)</Formula>
+  </IntSwissKnife>
   <Port Name="Device" NameSpace="Standard"/>
 </RegisterDescription>
 )";

@@ -25,6 +25,8 @@ constexpr uint32_t kAcquisitionStop = 0x10014;
 constexpr uint32_t kExposureTime = 0x10018; // 32-bit float, microseconds
 constexpr uint32_t kGain = 0x1001C;         // 32-bit float
 constexpr uint32_t kAcquisitionStatus = 0x10020;
+constexpr uint32_t kBlackLevelSelector = 0x10024;
+constexpr uint32_t kBlackLevel = 0x10028; // four, by selector: All, Red, Green, Blue
 } // namespace userspace
 
 // The description of a camera with this vendor and model name.

@@ -322,9 +322,18 @@ void CCxpPort::Write(const void* buffer, int64_t address, int64_t length) {
     (void)WriteMem(static_cast<uint32_t>(address), buffer, static_cast<uint32_t>(length), kAccessTimeoutMs);
 }
 
-uint32_t CCxpPort::GetLinkIndex() {
+uint32_t CCxpPort::Load(uint32_t CCxpPort::*field) {
     PortLock lock(portMutex_);
-    return linkIndex_;
+    return this->*field;
+}
+
+void CCxpPort::Store(uint32_t CCxpPort::*field, uint32_t value) {
+    PortLock lock(portMutex_);
+    this->*field = value;
+}
+
+uint32_t CCxpPort::GetLinkIndex() {
+    return Load(&CCxpPort::linkIndex_);
 }
 
 uint32_t CCxpPort::GetPortNumber() {
@@ -332,23 +341,19 @@ uint32_t CCxpPort::GetPortNumber() {
 }
 
 uint32_t CCxpPort::GetAppletPort() {
-    PortLock lock(portMutex_);
-    return appletPort_;
+    return Load(&CCxpPort::appletPort_);
 }
 
 uint32_t CCxpPort::GetMasterId() {
-    PortLock lock(portMutex_);
-    return masterId_;
+    return Load(&CCxpPort::masterId_);
 }
 
 uint32_t CCxpPort::GetAppletMasterId() {
-    PortLock lock(portMutex_);
-    return appletMasterId_;
+    return Load(&CCxpPort::appletMasterId_);
 }
 
 uint32_t CCxpPort::GetLinkSpeed() {
-    PortLock lock(portMutex_);
-    return linkSpeed_;
+    return Load(&CCxpPort::linkSpeed_);
 }
 
 bool CCxpPort::IsConnected() {
@@ -362,8 +367,7 @@ bool CCxpPort::IsValidAddress(uint64_t address) {
 }
 
 uint32_t CCxpPort::GetControlPacketSize() {
-    PortLock lock(portMutex_);
-    return controlPacketSize_;
+    return Load(&CCxpPort::controlPacketSize_);
 }
 
 uint32_t CCxpPort::GetStreamPacketSize() {
@@ -399,18 +403,11 @@ int32_t CCxpPort::ReadMem(uint32_t address, void* buffer, uint32_t length, uint3
     }
     PortLock lock(portMutex_);
     std::vector<uint32_t> temp((size_t{length} + 3) / 4, 0);
-    const uint32_t chunk = ChunkBytes();
-    for (uint32_t offset = 0; offset < length; offset += std::min(chunk, length - offset)) {
-        const uint32_t part = std::min(chunk, length - offset);
-        ORVA_LOG(GetLogger(), LevelTrace,
-                 "Start ReadPacket param: address 0x" << std::hex << address + offset << std::dec << " size " << part);
-        const int32_t status = ExecCmd(false, address + offset, &temp[offset / 4], part, kAckRequired, timeoutMs);
-        if (status != 0) {
-            return status;
-        }
+    const int32_t status = ExecInChunks(false, address, temp.data(), length, kAckRequired, timeoutMs);
+    if (status == 0) {
+        std::memcpy(buffer, temp.data(), length);
     }
-    std::memcpy(buffer, temp.data(), length);
-    return 0;
+    return status;
 }
 
 int32_t CCxpPort::WriteMem(uint32_t address, const void* buffer, uint32_t length, uint32_t timeoutMs) {
@@ -431,12 +428,17 @@ int32_t CCxpPort::WriteMem(uint32_t address, const void* buffer, uint32_t length
     } else if (address == kRegConnectionConfig) {
         ackMode = kAckOptional;
     }
+    return ExecInChunks(true, address, temp.data(), length, ackMode, timeoutMs);
+}
+
+int32_t CCxpPort::ExecInChunks(bool isWrite, uint32_t address, uint32_t* words, uint32_t length, uint32_t ackMode,
+                               uint32_t timeoutMs) {
     const uint32_t chunk = ChunkBytes();
     for (uint32_t offset = 0; offset < length; offset += std::min(chunk, length - offset)) {
         const uint32_t part = std::min(chunk, length - offset);
         ORVA_LOG(GetLogger(), LevelTrace,
                  "Start ReadPacket param: address 0x" << std::hex << address + offset << std::dec << " size " << part);
-        const int32_t status = ExecCmd(true, address + offset, &temp[offset / 4], part, ackMode, timeoutMs);
+        const int32_t status = ExecCmd(isWrite, address + offset, words + offset / 4, part, ackMode, timeoutMs);
         if (status != 0) {
             return status;
         }
@@ -1024,13 +1026,11 @@ int32_t CCxpPort::ReadManifestInfo() {
 }
 
 uint32_t CCxpPort::GetMagicValue() {
-    PortLock lock(portMutex_);
-    return magicValue_;
+    return Load(&CCxpPort::magicValue_);
 }
 
 uint32_t CCxpPort::GetXmlManifestSize() {
-    PortLock lock(portMutex_);
-    return xmlManifestSize_;
+    return Load(&CCxpPort::xmlManifestSize_);
 }
 
 std::string CCxpPort::GetXmlManifestInfo() {
@@ -1386,8 +1386,7 @@ int32_t CCxpPort::SetCoreReset(uint32_t value) {
 }
 
 uint32_t CCxpPort::GetCoreResetValue() {
-    PortLock lock(portMutex_);
-    return coreResetValue_;
+    return Load(&CCxpPort::coreResetValue_);
 }
 
 int32_t CCxpPort::TransceiverReset() {
@@ -1638,28 +1637,23 @@ void CCxpPort::SetLinkRole(uint32_t linkIndex, uint32_t masterId) {
 }
 
 void CCxpPort::SetLinkIndex(uint32_t linkIndex) {
-    PortLock lock(portMutex_);
-    linkIndex_ = linkIndex;
+    Store(&CCxpPort::linkIndex_, linkIndex);
 }
 
 void CCxpPort::SetMasterId(uint32_t masterId) {
-    PortLock lock(portMutex_);
-    masterId_ = masterId;
+    Store(&CCxpPort::masterId_, masterId);
 }
 
 void CCxpPort::SetAppletMasterId(uint32_t key) {
-    PortLock lock(portMutex_);
-    appletMasterId_ = key;
+    Store(&CCxpPort::appletMasterId_, key);
 }
 
 void CCxpPort::SetAppletPort(uint32_t port) {
-    PortLock lock(portMutex_);
-    appletPort_ = port;
+    Store(&CCxpPort::appletPort_, port);
 }
 
 void CCxpPort::SetLinkSpeed(uint32_t speed) {
-    PortLock lock(portMutex_);
-    linkSpeed_ = speed;
+    Store(&CCxpPort::linkSpeed_, speed);
 }
 
 void CCxpPort::SetControlPacketSize(uint32_t bytes) {

@@ -649,11 +649,9 @@ int32_t CCxpPort::ReceiveAcknowledges(bool isWrite, uint32_t* buffer, uint32_t w
                 if (r == wire::kAckResultTentative) {
                     ORVA_LOG(GetLogger(), LevelTrace, "Received tentative ACK.");
                 } else {
-                    // Status, [size = 4], delay, [CRC]: cameras differ on
-                    // the size word, so it is recognised by its value.
-                    const size_t behind = ack.size() - headerWords;
-                    const bool sized = behind >= 2 + crcWords && ack[headerWords] == wire::ToWire(4);
-                    const size_t delayAt = sized ? headerWords + 1 : headerWords;
+                    // [tag], status, size, delay, [CRC]: the delay is the
+                    // payload of the acknowledge, behind its size word.
+                    const size_t delayAt = headerWords + 1;
                     consumed = delayAt + 1 + crcWords;
                     if (ack.size() >= consumed) {
                         waitTime = std::min(wire::FromWire(ack[delayAt]), kMaxCameraWaitMs);

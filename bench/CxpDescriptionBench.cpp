@@ -149,9 +149,12 @@ std::string DescriptionOfZipSize(size_t zipBytes, std::vector<uint8_t>& zip) {
     return xml;
 }
 
-// Arg: gtxIf of the design, 10 (register path) or 16 (queue path).
+// Args: gtxIf of the design, 10 (register path) or 16 (queue path); the
+// largest control packet the port may use (CXP::MaxControlPacketSize), 0 for
+// its default. The camera takes packets of up to 1024 bytes.
 void BM_FetchZippedDescription(benchmark::State& state) {
     const bool queuePath = state.range(0) == 16;
+    const int64_t packetSize = state.range(1);
     std::vector<uint8_t> zip;
     const std::string xml = DescriptionOfZipSize(kZipBytes, zip);
     if (zip.empty()) {
@@ -161,7 +164,11 @@ void BM_FetchZippedDescription(benchmark::State& state) {
     const std::string zipFile = (gScratch->Path() / "description.zip").string();
     std::ofstream(zipFile, std::ios::binary)
         .write(reinterpret_cast<const char*>(zip.data()), static_cast<std::streamsize>(zip.size()));
-    orva::bench::WriteUserConfig(*gScratch, kNoWaits);
+    std::string config = kNoWaits;
+    if (packetSize != 0) {
+        config += "MaxControlPacketSize = " + std::to_string(packetSize) + "\n";
+    }
+    orva::bench::WriteUserConfig(*gScratch, config);
     const std::string scenario = std::string(R"({"boards":[{"index":0,"type":"0xA64","serial":1,"design":")") +
                                  (queuePath ? "cxp-queue-1" : "cxp-dual-1") +
                                  R"(","ports":1,"portPower":"on","cameras":[{"model":"cxp-camera","ports":[0],
@@ -200,7 +207,13 @@ void BM_FetchZippedDescription(benchmark::State& state) {
 
 } // namespace
 
-BENCHMARK(BM_FetchZippedDescription)->ArgName("gtxIf")->Arg(10)->Arg(16)->Unit(benchmark::kMillisecond)->Iterations(3);
+BENCHMARK(BM_FetchZippedDescription)
+    ->ArgNames({"gtxIf", "maxControlPacket"})
+    ->Args({10, 0})
+    ->Args({16, 0})
+    ->Args({16, 1024})
+    ->Unit(benchmark::kMillisecond)
+    ->Iterations(3);
 
 int main(int argc, char** argv) {
     ScratchDirectory scratch;

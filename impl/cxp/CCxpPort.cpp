@@ -66,11 +66,6 @@ constexpr uint32_t kPacketOverheadBytes = 8;
 // Transceiver flag waits and the link lock window.
 constexpr uint64_t kFlagWaitUs = 1000000;
 constexpr uint64_t kLockWindowUs = 5000;
-// Pause between NIT reads of the lock test once the counter isn't 0, two
-// reads in a window. A port without a camera fails every lock test, and the
-// worker runs 50 of them per port every second: reading the counter back to
-// back would keep a core busy for nothing.
-constexpr uint64_t kLockPollPauseUs = 2500;
 constexpr uint32_t kLockGoodReads = 100;
 constexpr uint32_t kLockAttempts = 10;
 
@@ -1470,8 +1465,13 @@ int32_t CCxpPort::WaitLinkLock() {
             ++good;
             continue;
         }
+        // The counter counts errors from the receiver's release on and goes
+        // back to 0 only with a reset: this window can't show a lock any
+        // more. Its rest is slept, not polled, so that the attempts keep
+        // their length without a port that has no camera keeping a core
+        // busy: the worker runs 50 lock tests per free port every second.
         good = 0;
-        std::this_thread::sleep_for(std::chrono::microseconds(std::min(kLockPollPauseUs, kLockWindowUs - elapsed)));
+        std::this_thread::sleep_for(std::chrono::microseconds(kLockWindowUs - elapsed));
     }
     if (good <= kLockGoodReads) {
         return TGX_ERR_LINK_LOCK_TIMEOUT;

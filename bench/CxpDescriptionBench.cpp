@@ -1,15 +1,16 @@
 // CoaXPress on the simulated board: fetching a camera's GenICam description
 // of 1 MiB, zipped, over the register path (gtxIf 10) and over the queue path
-// (gtxIf 16). The zip is made here at run time from a description padded
+// (gtxIf 16), as Tgx_loadCameraXml does it: the transfer and the unpacking,
+// no node map. The zip is made here at run time from a description padded
 // with comments of random text, so that it doesn't deflate to nothing.
 #include <benchmark/benchmark.h>
 #include <zlib.h>
 
-#include <array>
 #include <chrono>
-#include <cstring>
+#include <fstream>
 #include <random>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "bench/CxpBenchSupport.h"

@@ -317,9 +317,18 @@ void CCxpPort::Write(const void* buffer, int64_t address, int64_t length) {
     (void)WriteMem(static_cast<uint32_t>(address), buffer, static_cast<uint32_t>(length), kAccessTimeoutMs);
 }
 
-uint32_t CCxpPort::GetLinkIndex() {
+uint32_t CCxpPort::Load(uint32_t CCxpPort::*field) {
     PortLock lock(portMutex_);
-    return linkIndex_;
+    return this->*field;
+}
+
+void CCxpPort::Store(uint32_t CCxpPort::*field, uint32_t value) {
+    PortLock lock(portMutex_);
+    this->*field = value;
+}
+
+uint32_t CCxpPort::GetLinkIndex() {
+    return Load(&CCxpPort::linkIndex_);
 }
 
 uint32_t CCxpPort::GetPortNumber() {
@@ -327,23 +336,19 @@ uint32_t CCxpPort::GetPortNumber() {
 }
 
 uint32_t CCxpPort::GetAppletPort() {
-    PortLock lock(portMutex_);
-    return appletPort_;
+    return Load(&CCxpPort::appletPort_);
 }
 
 uint32_t CCxpPort::GetMasterId() {
-    PortLock lock(portMutex_);
-    return masterId_;
+    return Load(&CCxpPort::masterId_);
 }
 
 uint32_t CCxpPort::GetAppletMasterId() {
-    PortLock lock(portMutex_);
-    return appletMasterId_;
+    return Load(&CCxpPort::appletMasterId_);
 }
 
 uint32_t CCxpPort::GetLinkSpeed() {
-    PortLock lock(portMutex_);
-    return linkSpeed_;
+    return Load(&CCxpPort::linkSpeed_);
 }
 
 bool CCxpPort::IsConnected() {
@@ -357,8 +362,7 @@ bool CCxpPort::IsValidAddress(uint64_t address) {
 }
 
 uint32_t CCxpPort::GetControlPacketSize() {
-    PortLock lock(portMutex_);
-    return controlPacketSize_;
+    return Load(&CCxpPort::controlPacketSize_);
 }
 
 uint32_t CCxpPort::GetStreamPacketSize() {
@@ -394,18 +398,11 @@ int32_t CCxpPort::ReadMem(uint32_t address, void* buffer, uint32_t length, uint3
     }
     PortLock lock(portMutex_);
     std::vector<uint32_t> temp((size_t{length} + 3) / 4, 0);
-    const uint32_t chunk = ChunkBytes();
-    for (uint32_t offset = 0; offset < length; offset += std::min(chunk, length - offset)) {
-        const uint32_t part = std::min(chunk, length - offset);
-        ORVA_LOG(GetLogger(), LevelTrace,
-                 "Start ReadPacket param: address 0x" << std::hex << address + offset << std::dec << " size " << part);
-        const int32_t status = ExecCmd(false, address + offset, &temp[offset / 4], part, kAckRequired, timeoutMs);
-        if (status != 0) {
-            return status;
-        }
+    const int32_t status = ExecInChunks(false, address, temp.data(), length, kAckRequired, timeoutMs);
+    if (status == 0) {
+        std::memcpy(buffer, temp.data(), length);
     }
-    std::memcpy(buffer, temp.data(), length);
-    return 0;
+    return status;
 }
 
 int32_t CCxpPort::WriteMem(uint32_t address, const void* buffer, uint32_t length, uint32_t timeoutMs) {
@@ -426,12 +423,17 @@ int32_t CCxpPort::WriteMem(uint32_t address, const void* buffer, uint32_t length
     } else if (address == kRegConnectionConfig) {
         ackMode = kAckOptional;
     }
+    return ExecInChunks(true, address, temp.data(), length, ackMode, timeoutMs);
+}
+
+int32_t CCxpPort::ExecInChunks(bool isWrite, uint32_t address, uint32_t* words, uint32_t length, uint32_t ackMode,
+                               uint32_t timeoutMs) {
     const uint32_t chunk = ChunkBytes();
     for (uint32_t offset = 0; offset < length; offset += std::min(chunk, length - offset)) {
         const uint32_t part = std::min(chunk, length - offset);
         ORVA_LOG(GetLogger(), LevelTrace,
                  "Start ReadPacket param: address 0x" << std::hex << address + offset << std::dec << " size " << part);
-        const int32_t status = ExecCmd(true, address + offset, &temp[offset / 4], part, ackMode, timeoutMs);
+        const int32_t status = ExecCmd(isWrite, address + offset, words + offset / 4, part, ackMode, timeoutMs);
         if (status != 0) {
             return status;
         }
@@ -642,11 +644,9 @@ int32_t CCxpPort::ReceiveAcknowledges(bool isWrite, uint32_t* buffer, uint32_t w
                 if (r == wire::kAckResultTentative) {
                     ORVA_LOG(GetLogger(), LevelTrace, "Received tentative ACK.");
                 } else {
-                    // Status, [size = 4], delay, [CRC]: cameras differ on
-                    // the size word, so it is recognised by its value.
-                    const size_t behind = ack.size() - headerWords;
-                    const bool sized = behind >= 2 + crcWords && ack[headerWords] == wire::ToWire(4);
-                    const size_t delayAt = sized ? headerWords + 1 : headerWords;
+                    // [tag], status, size, delay, [CRC]: the delay is the
+                    // payload of the acknowledge, behind its size word.
+                    const size_t delayAt = headerWords + 1;
                     consumed = delayAt + 1 + crcWords;
                     if (ack.size() >= consumed) {
                         waitTime = std::min(wire::FromWire(ack[delayAt]), kMaxCameraWaitMs);
@@ -1019,13 +1019,11 @@ int32_t CCxpPort::ReadManifestInfo() {
 }
 
 uint32_t CCxpPort::GetMagicValue() {
-    PortLock lock(portMutex_);
-    return magicValue_;
+    return Load(&CCxpPort::magicValue_);
 }
 
 uint32_t CCxpPort::GetXmlManifestSize() {
-    PortLock lock(portMutex_);
-    return xmlManifestSize_;
+    return Load(&CCxpPort::xmlManifestSize_);
 }
 
 std::string CCxpPort::GetXmlManifestInfo() {
@@ -1381,8 +1379,7 @@ int32_t CCxpPort::SetCoreReset(uint32_t value) {
 }
 
 uint32_t CCxpPort::GetCoreResetValue() {
-    PortLock lock(portMutex_);
-    return coreResetValue_;
+    return Load(&CCxpPort::coreResetValue_);
 }
 
 int32_t CCxpPort::TransceiverReset() {
@@ -1459,8 +1456,22 @@ int32_t CCxpPort::WaitLinkLock() {
     uint32_t good = 0;
     const Stopwatch watch;
     // A locked receiver shows a NIT counter that stays at 0.
-    while (good <= kLockGoodReads && watch.ElapsedUs() < kLockWindowUs) {
-        good = ReadNitCounter() == 0 ? good + 1 : 0;
+    while (good <= kLockGoodReads) {
+        const uint64_t elapsed = watch.ElapsedUs();
+        if (elapsed >= kLockWindowUs) {
+            break;
+        }
+        if (ReadNitCounter() == 0) {
+            ++good;
+            continue;
+        }
+        // The counter counts errors from the receiver's release on and goes
+        // back to 0 only with a reset: this window can't show a lock any
+        // more. Its rest is slept, not polled, so that the attempts keep
+        // their length without a port that has no camera keeping a core
+        // busy: the worker runs 50 lock tests per free port every second.
+        good = 0;
+        std::this_thread::sleep_for(std::chrono::microseconds(kLockWindowUs - elapsed));
     }
     if (good <= kLockGoodReads) {
         return TGX_ERR_LINK_LOCK_TIMEOUT;
@@ -1624,28 +1635,23 @@ void CCxpPort::SetLinkRole(uint32_t linkIndex, uint32_t masterId) {
 }
 
 void CCxpPort::SetLinkIndex(uint32_t linkIndex) {
-    PortLock lock(portMutex_);
-    linkIndex_ = linkIndex;
+    Store(&CCxpPort::linkIndex_, linkIndex);
 }
 
 void CCxpPort::SetMasterId(uint32_t masterId) {
-    PortLock lock(portMutex_);
-    masterId_ = masterId;
+    Store(&CCxpPort::masterId_, masterId);
 }
 
 void CCxpPort::SetAppletMasterId(uint32_t key) {
-    PortLock lock(portMutex_);
-    appletMasterId_ = key;
+    Store(&CCxpPort::appletMasterId_, key);
 }
 
 void CCxpPort::SetAppletPort(uint32_t port) {
-    PortLock lock(portMutex_);
-    appletPort_ = port;
+    Store(&CCxpPort::appletPort_, port);
 }
 
 void CCxpPort::SetLinkSpeed(uint32_t speed) {
-    PortLock lock(portMutex_);
-    linkSpeed_ = speed;
+    Store(&CCxpPort::linkSpeed_, speed);
 }
 
 void CCxpPort::SetControlPacketSize(uint32_t bytes) {

@@ -232,9 +232,16 @@ private:
         uint32_t resends = 0;      // re-sends left for malformed answers
     };
 
+    // A field that portMutex guards, read or written under it.
+    uint32_t Load(uint32_t CCxpPort::*field);
+    void Store(uint32_t CCxpPort::*field, uint32_t value);
     bool IsQueuePath() const { return gtxIf_ == kGtxIfQueue; }
     std::string LockName(const char* suffix) const;
     uint32_t ChunkBytes();
+    // ReadMem and WriteMem behind their checks: `length` bytes of `words`, in
+    // chunks of ChunkBytes(), stopping at the first failure.
+    int32_t ExecInChunks(bool isWrite, uint32_t address, uint32_t* words, uint32_t length, uint32_t ackMode,
+                         uint32_t timeoutMs);
     int32_t RegisterRead(int32_t reg, uint64_t& value) const;
     int32_t RegisterWrite(int32_t reg, uint64_t value) const;
     // Polls bit `bit` of `reg` until it reads as `set`; bounded in time, then

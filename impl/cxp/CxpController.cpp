@@ -49,9 +49,6 @@ constexpr uint32_t kLedNoLink = 2;
 constexpr uint32_t kLedLinkReset = 3;
 constexpr uint32_t kLedConnected = 8;
 
-// Settling time of the cameras before their identity is read, with more than
-// one port.
-constexpr uint32_t kWaitBeforeCameraInfoMs = 256;
 // Power stays off this long when a tripped port is cycled.
 constexpr uint32_t kTripPowerOffMs = 1;
 

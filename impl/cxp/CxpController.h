@@ -87,6 +87,10 @@ public:
     // Name of the worker thread as the system shows it.
     static constexpr const char* kWorkerThreadName = "CxpWorker";
 
+    // Settling time of the cameras before their identity is read, on a board
+    // of more than one port. Fixed: no tweak changes it.
+    static constexpr uint32_t kWaitBeforeCameraInfoMs = 256;
+
     // Longest text "XmlFile" copies: two 8-digit versions, two separators
     // and a URL of at most 255 characters fit.
     static constexpr uint32_t kXmlFileMaxBytes = 512;

@@ -27,6 +27,10 @@ struct Layout {
     Selector selector;
     bool olderResetName; // "CxpReset_<n>" instead of "CxpControlCoreReset_<n>"
     bool boardRegisters; // the general registers of the first CoaXPress design, in its order
+    // Links of each camera the design's ports are laid out for: 2 puts two
+    // cameras of two links on 4 ports (one camera on 1 or 2 ports), 4 one
+    // camera of four links.
+    uint32_t cameraLinks = 2;
 };
 
 #define ORVA_CXP_PORT_NAMES(base)                                                                                      \
@@ -60,26 +64,23 @@ inline constexpr auto kPowerBusVoltage = ORVA_CXP_PORT_NAMES("CxpPowerBusVoltage
 constexpr uint64_t kMicrosecondTicks = 1000000;
 constexpr uint64_t kStreamPacketSize = 0x800;
 
-// Which design port serves which camera link, by default: one camera on a
-// design of 1 or 2 ports, two cameras of up to two links each on 4 ports.
-// Nibble d: master id of design port d, and the link it takes. Cameras are
-// numbered from 1: a saved link configuration reads a master id of 0 as
-// "none given".
-constexpr uint64_t appletMasterIds(uint32_t ports) {
-    switch (ports) {
-    case 4:
-        return 0x2211;
-    case 2:
-        return 0x11;
-    default:
-        return 0x1;
+// Which design port serves which camera link. Nibble d: master id of the
+// camera that design port d serves, and the link it takes. Consecutive design
+// ports make up one camera of `cameraLinks` links. Cameras are numbered from
+// 1: a saved link configuration reads a master id of 0 as "none given".
+constexpr uint64_t appletMasterIds(const Layout& l) {
+    uint64_t value = 0;
+    for (uint32_t d = 0; d < l.ports; ++d) {
+        value |= uint64_t{d / l.cameraLinks + 1} << (4 * d);
     }
+    return value;
 }
-constexpr uint64_t appletExtensionIds(uint32_t ports) {
-    if (ports == 4) {
-        return 0x1010;
+constexpr uint64_t appletExtensionIds(const Layout& l) {
+    uint64_t value = 0;
+    for (uint32_t d = 0; d < l.ports; ++d) {
+        value |= uint64_t{d % l.cameraLinks} << (4 * d);
     }
-    return ports == 2 ? 0x10 : 0x0;
+    return value;
 }
 
 constexpr bool registerPath(const Layout& l) {
@@ -108,8 +109,8 @@ template <class Add> constexpr void emitRegisters(const Layout& l, Add&& add) {
     add(RegisterDef{"StreamPacketSize", K::Plain, kStreamPacketSize});
 
     // Discovery: the layout of the design's ports, and the selector.
-    add(RegisterDef{"DiscoveryAppletMasterID", K::ReadOnly, appletMasterIds(l.ports)});
-    add(RegisterDef{"DiscoveryAppletExtensionID", K::ReadOnly, appletExtensionIds(l.ports)});
+    add(RegisterDef{"DiscoveryAppletMasterID", K::ReadOnly, appletMasterIds(l)});
+    add(RegisterDef{"DiscoveryAppletExtensionID", K::ReadOnly, appletExtensionIds(l)});
     switch (l.selector) {
     case Selector::Registers:
         core("wDiscoverySelect", Fn::SelectWrite);
@@ -250,6 +251,16 @@ inline constexpr std::array kDesigns{
     design<Layout{10, 2, S::Table, false, false}>("cxp-dual-2-cfg"),
     design<Layout{10, 4, S::Registers, false, false}>("cxp-dual-4"),
     design<Layout{10, 4, S::Table, false, false}>("cxp-dual-4-cfg"),
+    // One camera of four links on four ports, on either path.
+    design<Layout{16, 4, S::PortMap, false, true, 4}>("coaxpress-x4"),
+    design<Layout{10, 4, S::Registers, false, false, 4}>("cxp-dual-4-x4"),
 };
+
+// The layouts the designs state: the default one and the four-link group.
+static_assert(appletMasterIds(Layout{16, 4, S::PortMap, false, true}) == 0x2211);
+static_assert(appletExtensionIds(Layout{16, 4, S::PortMap, false, true}) == 0x1010);
+static_assert(appletExtensionIds(Layout{10, 2, S::Registers, false, false}) == 0x10);
+static_assert(appletMasterIds(Layout{16, 4, S::PortMap, false, true, 4}) == 0x1111);
+static_assert(appletExtensionIds(Layout{16, 4, S::PortMap, false, true, 4}) == 0x3210);
 
 } // namespace orva::sim::cxpdesign

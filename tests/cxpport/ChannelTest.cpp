@@ -150,24 +150,21 @@ TEST_F(RegisterPath, OptionalAcknowledgeOfConnectionConfigurationMayStayAway) {
     EXPECT_EQ(FakeCxp_CommandCount(0), 2u) << "silence is no reason to send again";
 }
 
-TEST_F(RegisterPath, WaitAcknowledgesOfBothLayoutsComeBeforeTheFinalOne) {
+TEST_F(RegisterPath, WaitAndTentativeAcknowledgesComeBeforeTheFinalOne) {
     const auto value = wire::StoreBigEndian32(640);
-    // The wait's fields with and without a size word in front of the delay.
-    Answer(0, {WaitAck(5, true, true), {wire::kAckFinal}});
-    EXPECT_EQ(port->WriteMem(0x10000, value.data(), 4, 200), 0);
-    Answer(0, {WaitAck(5, true, false), {wire::kAckFinal}});
+    Answer(0, {WaitAck(5, true), {wire::kAckFinal}});
     EXPECT_EQ(port->WriteMem(0x10000, value.data(), 4, 200), 0);
     Answer(0, {{wire::kAckTentative}, DataAck({wire::ToWire(7)}, true)});
     std::array<uint8_t, 4> read{};
     EXPECT_EQ(port->ReadMem(0x10000, read.data(), 4, 200), 0);
     EXPECT_EQ(wire::LoadBigEndian32(read.data()), 7u);
-    EXPECT_EQ(FakeCxp_CommandCount(0), 3u);
+    EXPECT_EQ(FakeCxp_CommandCount(0), 2u);
     EXPECT_NE(LogSinceStart().find("Received Wait ACK with delay = 5 ms."), std::string::npos);
 }
 
 TEST_F(RegisterPath, WaitAndFinalAcknowledgeInOneListAreTakenInOnePass) {
     // No end marker between them: the board hands over both as one list.
-    std::vector<uint32_t> both = WaitAck(5, true, false);
+    std::vector<uint32_t> both = WaitAck(5, true);
     const auto data = DataAck({wire::ToWire(0x1234)}, true);
     both.insert(both.end(), data.begin(), data.end());
     Answer(0, {both});
@@ -178,7 +175,7 @@ TEST_F(RegisterPath, WaitAndFinalAcknowledgeInOneListAreTakenInOnePass) {
 }
 
 TEST_F(RegisterPath, FourWaitsThenSilenceFinishAWriteButSendAReadAgain) {
-    const std::vector<std::vector<uint32_t>> waits(4, WaitAck(1, true, false));
+    const std::vector<std::vector<uint32_t>> waits(4, WaitAck(1, true));
     Answer(0, waits);
     const auto value = wire::StoreBigEndian32(1);
     EXPECT_EQ(port->WriteMem(0x10000, value.data(), 4, 200), 0);
@@ -194,7 +191,7 @@ TEST_F(RegisterPath, FourWaitsThenSilenceFinishAWriteButSendAReadAgain) {
 
 TEST_F(RegisterPath, OnePacketOutlastsFourWaitsAtMost) {
     FakeCxp_SetMemory(0, 0x10004, 99);
-    std::vector<std::vector<uint32_t>> acks(3, WaitAck(1, true, false));
+    std::vector<std::vector<uint32_t>> acks(3, WaitAck(1, true));
     acks.push_back(DataAck({wire::ToWire(5)}, true));
     Answer(0, acks);
     std::array<uint8_t, 4> read{};
@@ -204,7 +201,7 @@ TEST_F(RegisterPath, OnePacketOutlastsFourWaitsAtMost) {
 
     // After four waits the read goes out again; the late answer to the
     // first packet is for the same address and is taken.
-    acks.insert(acks.begin(), WaitAck(1, true, false));
+    acks.insert(acks.begin(), WaitAck(1, true));
     Answer(0, acks);
     read.fill(0);
     ASSERT_EQ(port->ReadMem(0x10004, read.data(), 4, 200), 0);
@@ -276,7 +273,12 @@ TEST_F(RegisterPath, ReadThatNeverGetsDataFailsAfterABoundedNumberOfPackets) {
 
 TEST_F(RegisterPath, AcknowledgesTooShortForTheirFields) {
     std::array<uint8_t, 4> read{};
-    Answer(0, {{wire::kAckWait, wire::ToWire(5)}}); // delay without its CRC
+    Answer(0, {{wire::kAckWait, wire::ToWire(4), wire::ToWire(5)}}); // delay without its CRC
+    EXPECT_EQ(port->ReadMem(0x10000, read.data(), 4, 200), TGX_ERR_GENCP_SHORT_READ);
+    // The delay stands behind a size word; without it the fields fall short.
+    std::vector<uint32_t> unsized{wire::kAckWait, wire::ToWire(5)};
+    unsized.push_back(wire::PacketCrc(unsized));
+    Answer(0, {unsized});
     EXPECT_EQ(port->ReadMem(0x10000, read.data(), 4, 200), TGX_ERR_GENCP_SHORT_READ);
     Answer(0, {{wire::kAckFinalWithData, wire::ToWire(4)}});
     EXPECT_EQ(port->ReadMem(0x10000, read.data(), 4, 200), TGX_ERR_GENCP_INVALID_PACKET);
@@ -337,13 +339,13 @@ TEST_F(QueuePath, WaitAcknowledgeSetsTheNextWait) {
     SetTweak("ORVA_CXP_COMMAND_ACK_TIMEOUT", "500");
     port = MakePort(1, kQueuePath);
     const auto value = wire::StoreBigEndian32(1);
-    Answer(1, {WaitAck(2000, false, true), {wire::kAckFinal}});
+    Answer(1, {WaitAck(2000, false), {wire::kAckFinal}});
     ASSERT_EQ(port->WriteMem(0x10000, value.data(), 4, 200), 0);
     // Each packet: its header without waiting, then the rest with the wait:
     // the larger of time-out and ack time-out first, then the camera's.
     EXPECT_EQ(QueueReadTimeouts(1), (std::vector<uint32_t>{0, 500, 0, 2000}));
 
-    Answer(1, {WaitAck(10, false, false), {wire::kAckFinal}});
+    Answer(1, {WaitAck(10, false), {wire::kAckFinal}});
     ASSERT_EQ(port->WriteMem(0x10000, value.data(), 4, 900), 0);
     EXPECT_EQ(QueueReadTimeouts(1), (std::vector<uint32_t>{0, 500, 0, 2000, 0, 900, 0, 10}));
 }

@@ -169,15 +169,13 @@ std::vector<uint32_t> DataAck(const std::vector<uint32_t>& wirePayload, bool crc
     return ack;
 }
 
-std::vector<uint32_t> WaitAck(uint32_t delayMs, bool crc, bool sizeWord, int tag) {
+std::vector<uint32_t> WaitAck(uint32_t delayMs, bool crc, int tag) {
     std::vector<uint32_t> ack;
     if (tag >= 0) {
         ack.push_back(cxp::wire::TagWord(static_cast<uint8_t>(tag)));
     }
     ack.push_back(cxp::wire::kAckWait);
-    if (sizeWord) {
-        ack.push_back(cxp::wire::ToWire(4));
-    }
+    ack.push_back(cxp::wire::ToWire(4));
     ack.push_back(cxp::wire::ToWire(delayMs));
     if (crc) {
         ack.push_back(cxp::wire::PacketCrc(ack));

@@ -63,6 +63,6 @@ void SetCameraText(uint32_t port, uint32_t address, const std::string& text, uin
 // An acknowledge with data; with `crc` the register path's CRC word behind.
 std::vector<uint32_t> DataAck(const std::vector<uint32_t>& wirePayload, bool crc, int tag = -1);
 // A wait acknowledge as the register path delivers it.
-std::vector<uint32_t> WaitAck(uint32_t delayMs, bool crc, bool sizeWord, int tag = -1);
+std::vector<uint32_t> WaitAck(uint32_t delayMs, bool crc, int tag = -1);
 
 } // namespace orva::cxptest

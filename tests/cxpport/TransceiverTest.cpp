@@ -170,6 +170,17 @@ TEST_F(Transceivers, LockNeedsMoreThanAHundredCleanReadsInARow) {
     EXPECT_EQ(port->WaitLinkLock(), TGX_ERR_LINK_LOCK_TIMEOUT);
 }
 
+TEST_F(Transceivers, LockTestOfAPortWithoutSignalSleepsOutItsWindow) {
+    // A receiver without a camera counts errors from its release on: the
+    // first read that isn't 0 decides the window, which is then slept out
+    // instead of read back to back.
+    auto port = MakePort(0, 3);
+    const uint64_t errors = 7;
+    FakeCxp_SetNitScript(0, &errors, 1);
+    EXPECT_EQ(port->WaitLinkLock(), TGX_ERR_LINK_LOCK_TIMEOUT);
+    EXPECT_EQ(FakeCxp_NitReads(0), 1u);
+}
+
 TEST_F(Transceivers, LockChecksTheLinkStatusOfCoresThatHaveOne) {
     auto port = MakePort(1, 10);
     EXPECT_EQ(port->WaitLinkLock(), 0);

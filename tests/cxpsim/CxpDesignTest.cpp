@@ -150,7 +150,8 @@ INSTANTIATE_TEST_SUITE_P(
         DesignCase{"cxp-rxstatus-2-cfg", "0x753", 6, 2, true}, DesignCase{"cxp-rxstatus-4", "0x754", 6, 4, false},
         DesignCase{"cxp-rxstatus-4-cfg", "0x756", 6, 4, true}, DesignCase{"cxp-dual-1", "0xA61", 10, 1, false},
         DesignCase{"cxp-dual-2", "0xA62", 10, 2, false}, DesignCase{"cxp-dual-2-cfg", "0xA65", 10, 2, true},
-        DesignCase{"cxp-dual-4", "0xB61", 10, 4, false}, DesignCase{"cxp-dual-4-cfg", "0xB68", 10, 4, true}),
+        DesignCase{"cxp-dual-4", "0xB61", 10, 4, false}, DesignCase{"cxp-dual-4-cfg", "0xB68", 10, 4, true},
+        DesignCase{"coaxpress-x4", "0xA64", 16, 4, false}, DesignCase{"cxp-dual-4-x4", "0xA67", 10, 4, false}),
     [](const auto& info) {
         std::string name = info.param.name;
         std::replace(name.begin(), name.end(), '-', '_');
@@ -243,15 +244,22 @@ TEST_F(CxpScenarios, DesignLayoutCanBeGivenAtLoad) {
     EXPECT_THAT(orva_sim_last_error(), HasSubstr("design.initial.Scratch: expected a number or a hex text"));
 }
 
-TEST_F(CxpScenarios, DesignsOfTwoAndFourPortsShowTheirDefaultLayout) {
+TEST_F(CxpScenarios, DesignsShowTheLayoutOfTheirPorts) {
     load(R"({"boards":[{"index":0,"type":"0xA64","serial":1,"design":"cxp-dual-2","ports":2},
-                       {"index":1,"type":"0xA64","serial":2,"design":"cxp-dual-4","ports":4}]})");
+                       {"index":1,"type":"0xA64","serial":2,"design":"cxp-dual-4","ports":4},
+                       {"index":2,"type":"0xA64","serial":3,"design":"coaxpress-x4","ports":4},
+                       {"index":3,"type":"0xA64","serial":4,"design":"cxp-dual-4-x4","ports":4}]})");
     OHalDevice* two = open(0);
     EXPECT_EQ(get(two, "DiscoveryAppletMasterID"), 0x11u) << "one camera";
     EXPECT_EQ(get(two, "DiscoveryAppletExtensionID"), 0x10u) << "with two links";
     OHalDevice* four = open(1);
     EXPECT_EQ(get(four, "DiscoveryAppletMasterID"), 0x2211u) << "two cameras";
     EXPECT_EQ(get(four, "DiscoveryAppletExtensionID"), 0x1010u) << "of two links each";
+    for (const uint32_t index : {2u, 3u}) {
+        OHalDevice* group = open(index);
+        EXPECT_EQ(get(group, "DiscoveryAppletMasterID"), 0x1111u) << "one camera on board " << index;
+        EXPECT_EQ(get(group, "DiscoveryAppletExtensionID"), 0x3210u) << "of four links on board " << index;
+    }
 }
 
 TEST_F(CxpScenarios, ExampleScenarioOfTheReadmeLoads) {

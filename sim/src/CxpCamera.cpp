@@ -1113,7 +1113,9 @@ void CxpCamera::onHostData(DeviceContext& ctx, uint32_t link, Channel channel, s
         const bool waitFault = ctx.takeFault(link, kWaitNextAck);
         if ((config_.waitAckMs > 0 && isWrite) || waitFault) {
             const uint32_t waitMs = config_.waitAckMs > 0 ? config_.waitAckMs : 100;
+            // Status, then the size of what follows (the delay word), then the delay.
             auto wait = ackBody(tagged, tag, AckCode::Wait);
+            appendBe32(wait, 4);
             appendBe32(wait, waitMs);
             cxp::appendCrc(wait);
             send(std::move(wait), finalAt);

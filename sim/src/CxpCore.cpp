@@ -468,9 +468,11 @@ bool takeAckByQueue(BoardAccess& board, uint32_t port, const Packet& packet, uin
     }
     const uint32_t status = loadWord(body.data() + head);
     size_t keep = body.size();
+    // A final acknowledge with payload and a wait acknowledge carry a size
+    // word, then as many bytes (the payload, or the delay word), then a CRC.
     if (status == 0x00000000u || status == 0x04040404u) {
         size_t expected = head + 8 + 4;
-        if (status == 0 && body.size() >= head + 8) {
+        if (body.size() >= head + 8) {
             expected += (size_t{loadBe32(body.data() + head + 4)} + 3) / 4 * 4;
         }
         if (body.size() != expected || !crcMatches(body)) {

@@ -163,10 +163,11 @@ TEST_F(RegisterPath, WaitAndTentativeAcknowledgesComeBeforeTheFinalOne) {
     ASSERT_EQ(orva_sim_inject_fault(0, 0, "wait-next-ack", 1), ORVA_SIM_OK);
     const uint32_t hostId[] = {swap32(1)};
     const auto wait = exchangeByRegisters(board, 0, commandBody(true, 0x4008, 4, hostId));
-    ASSERT_EQ(wait.size(), 3u);
+    ASSERT_EQ(wait.size(), 4u);
     EXPECT_EQ(wait[0], kAckWait);
-    EXPECT_EQ(swap32(wait[1]), 100u) << "the time to wait, in ms";
-    EXPECT_EQ(wait[2], packetCrc(std::span(wait).first(2)));
+    EXPECT_EQ(swap32(wait[1]), 4u) << "the size of the delay that follows";
+    EXPECT_EQ(swap32(wait[2]), 100u) << "the time to wait, in ms";
+    EXPECT_EQ(wait[3], packetCrc(std::span(wait).first(3)));
     EXPECT_EQ(receiveByRegisters(board, 0), (std::vector<uint32_t>{kAckFinal}));
 
     ASSERT_EQ(orva_sim_inject_fault(0, 0, "tentative-next-ack", 1), ORVA_SIM_OK);
@@ -185,9 +186,9 @@ TEST_F(RegisterPath, CameraOfSlowWritesAnnouncesItsWait) {
     sendRows(board, 0, registerRows(commandBody(true, 0x10000, 4, width)));
     EXPECT_EQ(receiveByRegisters(board, 0), (std::vector<uint32_t>{kAckTentative}));
     const auto wait = receiveByRegisters(board, 0);
-    ASSERT_EQ(wait.size(), 3u);
+    ASSERT_EQ(wait.size(), 4u);
     EXPECT_EQ(wait[0], kAckWait);
-    EXPECT_EQ(swap32(wait[1]), 40u);
+    EXPECT_EQ(swap32(wait[2]), 40u);
     EXPECT_EQ(receiveByRegisters(board, 0), (std::vector<uint32_t>{kAckFinal}));
     // Reads need no wait.
     sendRows(board, 0, registerRows(commandBody(false, 0x10000, 4)));
@@ -312,7 +313,7 @@ TEST_F(QueuePath, WaitAcknowledgeArrivesWithoutItsCrc) {
     ASSERT_EQ(orva_sim_inject_fault(0, 0, "wait-next-ack", 1), ORVA_SIM_OK);
     const uint32_t hostId[] = {swap32(1)};
     EXPECT_EQ(exchangeByQueue(board, 0, commandBody(true, 0x4008, 4, hostId)),
-              (std::vector<uint32_t>{2, kAckWait, swap32(100)}));
+              (std::vector<uint32_t>{3, kAckWait, swap32(4), swap32(100)}));
     EXPECT_EQ(receiveQueue(board, 0), (std::vector<uint32_t>{1, kAckFinal}));
 }
 

@@ -3,6 +3,8 @@
 // directory of their own, so that an rt.conf written here decides the waits.
 #pragma once
 
+#include <benchmark/benchmark.h>
+
 #include <sys/resource.h>
 #include <unistd.h>
 
@@ -87,6 +89,23 @@ inline void WriteUserConfig(const ScratchDirectory& scratch, const std::string& 
         return;
     }
     std::ofstream(file) << text;
+}
+
+// The main of a benchmark program on the simulated board: a scratch folder
+// (published through `scratch` while the benchmarks run), the library's use,
+// and the simulator's state removed at the end.
+inline int RunBenchmarks(int argc, char** argv, ScratchDirectory*& scratch) {
+    ScratchDirectory folder;
+    scratch = &folder;
+    SetUpProcess(folder);
+    GenICamInit();
+    benchmark::Initialize(&argc, argv);
+    benchmark::RunSpecifiedBenchmarks();
+    benchmark::Shutdown();
+    GenICamDeinit();
+    orva_sim_destroy();
+    scratch = nullptr;
+    return 0;
 }
 
 } // namespace orva::bench

@@ -217,14 +217,5 @@ BENCHMARK(BM_FetchZippedDescription)
     ->Iterations(3);
 
 int main(int argc, char** argv) {
-    ScratchDirectory scratch;
-    gScratch = &scratch;
-    orva::bench::SetUpProcess(scratch);
-    GenICamInit();
-    benchmark::Initialize(&argc, argv);
-    benchmark::RunSpecifiedBenchmarks();
-    benchmark::Shutdown();
-    GenICamDeinit();
-    orva_sim_destroy();
-    return 0;
+    return orva::bench::RunBenchmarks(argc, argv, gScratch);
 }

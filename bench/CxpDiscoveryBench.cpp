@@ -178,14 +178,5 @@ BENCHMARK(BM_IdleWorkerWithFourLinks)->Unit(benchmark::kSecond)->Iterations(1);
 BENCHMARK(BM_IdleWorkerWithTwoFreePorts)->Unit(benchmark::kSecond)->Iterations(1);
 
 int main(int argc, char** argv) {
-    ScratchDirectory scratch;
-    gScratch = &scratch;
-    orva::bench::SetUpProcess(scratch);
-    GenICamInit();
-    benchmark::Initialize(&argc, argv);
-    benchmark::RunSpecifiedBenchmarks();
-    benchmark::Shutdown();
-    GenICamDeinit();
-    orva_sim_destroy();
-    return 0;
+    return orva::bench::RunBenchmarks(argc, argv, gScratch);
 }

@@ -59,9 +59,9 @@ gboolean Detached(GError** error) {
     return FALSE;
 }
 
-// The callbacks run inside Aravis's C code: nothing may leave them by
-// exception.
-gboolean ReadMemory(ArvDevice* device, guint64 address, guint32 size, void* buffer, GError** error) {
+// One register access of Aravis, through the connected port. The callbacks
+// run inside Aravis's C code: nothing may leave them by exception.
+template <class Access> gboolean Through(ArvDevice* device, GError** error, Access access) {
     PortDevice::State* state = StateOf(device);
     if (state == nullptr) {
         return Detached(error);
@@ -70,27 +70,19 @@ gboolean ReadMemory(ArvDevice* device, guint64 address, guint32 size, void* buff
         if (state->port == nullptr) {
             throw GenApiError("the node map isn't connected to a port");
         }
-        state->port->Read(address, buffer, size);
+        access(*state->port);
         return TRUE;
     } catch (...) {
         return Failed(state, error);
     }
 }
 
+gboolean ReadMemory(ArvDevice* device, guint64 address, guint32 size, void* buffer, GError** error) {
+    return Through(device, error, [&](IRegisterPort& port) { port.Read(address, buffer, size); });
+}
+
 gboolean WriteMemory(ArvDevice* device, guint64 address, guint32 size, void* buffer, GError** error) {
-    PortDevice::State* state = StateOf(device);
-    if (state == nullptr) {
-        return Detached(error);
-    }
-    try {
-        if (state->port == nullptr) {
-            throw GenApiError("the node map isn't connected to a port");
-        }
-        state->port->Write(address, buffer, size);
-        return TRUE;
-    } catch (...) {
-        return Failed(state, error);
-    }
+    return Through(device, error, [&](IRegisterPort& port) { port.Write(address, buffer, size); });
 }
 
 // The register pair carries a 32-bit value in host order; the camera's

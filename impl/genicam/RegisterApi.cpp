@@ -51,19 +51,29 @@ template <class Frame> IPortInterface* CameraPort(Frame& frame, TgxCameraHandle*
     return port;
 }
 
+// The checks of a memory access on the camera route: the buffer, the
+// length, then those of CameraPort.
+template <class Frame>
+IPortInterface* MemoryPort(Frame& frame, TgxCameraHandle* camera, const void* buffer, uint32_t length,
+                           int32_t& status) {
+    if (buffer == nullptr) {
+        status = frame.Fail("Invalid data", TGX_ERR_INVALID_ARGUMENT);
+        return nullptr;
+    }
+    if (length == 0) {
+        status = frame.Fail("Invalid length", TGX_ERR_INVALID_ARGUMENT);
+        return nullptr;
+    }
+    return CameraPort(frame, camera, status);
+}
+
 int32_t MemoryRead(TgxCameraHandle* camera, void* buffer, uint64_t address, uint32_t length, uint32_t timeoutMs,
                    bool timeoutGiven) {
     TGX_API_FRAME(
         "__impl_Tgx_memoryReadFromCameraWithOrWithoutTimeout", [&] { return HandleText(camera); },
         [&] { return AddressText(address); });
-    if (buffer == nullptr) {
-        return frame.Fail("Invalid data", TGX_ERR_INVALID_ARGUMENT);
-    }
-    if (length == 0) {
-        return frame.Fail("Invalid length", TGX_ERR_INVALID_ARGUMENT);
-    }
     int32_t status = TGX_OK;
-    IPortInterface* port = CameraPort(frame, camera, status);
+    IPortInterface* port = MemoryPort(frame, camera, buffer, length, status);
     if (port == nullptr) {
         return status;
     }
@@ -75,14 +85,8 @@ int32_t MemoryWrite(const char* name, TgxCameraHandle* camera, const void* buffe
                     uint32_t timeoutMs) {
     TGX_API_FRAME(
         name, [&] { return HandleText(camera); }, [&] { return AddressText(address); });
-    if (buffer == nullptr) {
-        return frame.Fail("Invalid data", TGX_ERR_INVALID_ARGUMENT);
-    }
-    if (length == 0) {
-        return frame.Fail("Invalid length", TGX_ERR_INVALID_ARGUMENT);
-    }
     int32_t status = TGX_OK;
-    IPortInterface* port = CameraPort(frame, camera, status);
+    IPortInterface* port = MemoryPort(frame, camera, buffer, length, status);
     if (port == nullptr) {
         return status;
     }

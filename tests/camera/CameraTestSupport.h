@@ -18,6 +18,7 @@
 #include "include/tgx_genicam.h"
 #include "orva_sim.h"
 #include "runtime/board/BoardForwarders.h"
+#include "tests/cxpcontroller/ShortWaits.h"
 
 namespace orva::cameratest {
 
@@ -50,14 +51,7 @@ protected:
         unsetenv("ORVA_SIM_SCENARIO");
         setenv("ORVA_LOG_FILE", logFile_.c_str(), 1);
         setenv("ORVA_LOG", "*=5", 1);
-        // No rt.conf of the user's, and short waits of the discovery.
-        setenv("XDG_CONFIG_HOME", folder_.c_str(), 1);
-        setenv("ORVA_CXP_WAIT_AFTER_UPLINK_SPEED_RESET", "10", 1);
-        setenv("ORVA_CXP_WAIT_AFTER_LINK_RESET_DONE", "20", 1);
-        setenv("ORVA_CXP_WAIT_AFTER_CAMERA_CONFIG_CHANGED", "20", 1);
-        setenv("ORVA_CXP_WAIT_AFTER_POWERUP", "10", 1);
-        setenv("ORVA_CXP_WAIT_AFTER_POWERDOWN", "10", 1);
-        setenv("ORVA_CXP_WAIT_AFTER_TRIP_RESET", "10", 1);
+        orva::test::UseShortCxpWaits(folder_);
         // NOLINTEND(concurrency-mt-unsafe)
     }
 

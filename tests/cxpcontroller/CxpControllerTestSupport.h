@@ -23,6 +23,7 @@
 #include "runtime/board/BoardForwarders.h"
 #include "runtime/board/GrabberHandle.h"
 #include "runtime/templates/ByteOrder.h"
+#include "tests/cxpcontroller/ShortWaits.h"
 
 namespace orva::cxptest {
 
@@ -115,15 +116,7 @@ protected:
         // NOLINTBEGIN(concurrency-mt-unsafe)
         setenv("ORVA_SIM_NAMESPACE", namespace_.c_str(), 1);
         unsetenv("ORVA_SIM_SCENARIO");
-        // No rt.conf of the user's: the wait times below come from the
-        // environment.
-        setenv("XDG_CONFIG_HOME", configDir_.c_str(), 1);
-        setenv("ORVA_CXP_WAIT_AFTER_UPLINK_SPEED_RESET", "10", 1);
-        setenv("ORVA_CXP_WAIT_AFTER_LINK_RESET_DONE", "20", 1);
-        setenv("ORVA_CXP_WAIT_AFTER_CAMERA_CONFIG_CHANGED", "20", 1);
-        setenv("ORVA_CXP_WAIT_AFTER_POWERUP", "10", 1);
-        setenv("ORVA_CXP_WAIT_AFTER_POWERDOWN", "10", 1);
-        setenv("ORVA_CXP_WAIT_AFTER_TRIP_RESET", "10", 1);
+        orva::test::UseShortCxpWaits(configDir_);
         // NOLINTEND(concurrency-mt-unsafe)
     }
 

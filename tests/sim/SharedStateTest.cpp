@@ -15,7 +15,7 @@ namespace {
 
 class SharedState : public SimTest {};
 
-TEST_F(SharedState, ValueWrittenByAChildProcessIsReadByTheParent) {
+TEST_F(SharedState, ValueWrittenByAChildProcessIsReadByTheParentAndOutlivesTheHandles) {
     OHalDevice* device = open(0);
     writeRegister(device, "Scratch", 1);
     const int32_t scratch = registerNumber(device, "Scratch");
@@ -31,14 +31,12 @@ TEST_F(SharedState, ValueWrittenByAChildProcessIsReadByTheParent) {
     });
     ASSERT_EQ(code, 0);
     EXPECT_EQ(readRegister(device, "Scratch"), 0x4200C0FFEEull);
-}
 
-TEST_F(SharedState, ValueSurvivesClosingAndReopeningTheBoard) {
-    OHalDevice* device = nullptr;
-    ASSERT_EQ(hal.OHalInitDevice(3, &device), ORVA_SIM_OK);
-    writeRegister(device, "Scratch", 0x5A5A);
-    ASSERT_EQ(hal.OHalFreeDevice(device), ORVA_SIM_OK);
-
+    // The board keeps it while no handle is open.
+    OHalDevice* closing = nullptr;
+    ASSERT_EQ(hal.OHalInitDevice(3, &closing), ORVA_SIM_OK);
+    writeRegister(closing, "Scratch", 0x5A5A);
+    ASSERT_EQ(hal.OHalFreeDevice(closing), ORVA_SIM_OK);
     EXPECT_EQ(readRegister(open(3), "Scratch"), 0x5A5Au);
 }
 
@@ -64,9 +62,8 @@ TEST_F(SharedState, ResetStartsTheBoardAnewUnderOpenHandles) {
     ASSERT_EQ(orva_sim_reset(), ORVA_SIM_OK) << orva_sim_last_error();
     EXPECT_EQ(readRegister(device, "Scratch"), 0u);
     EXPECT_EQ(orva_sim_get_power(0, 1), ORVA_SIM_POWER_ON) << "the default set-up powers board 0 at load";
-}
 
-TEST_F(SharedState, ResetKeepsTheScenarioLoadedLast) {
+    // A reset keeps the scenario loaded last.
     load(R"({"boards":[{"index":5,"type":"0xB61","serial":9,"design":"gige","ports":1}]})");
     ASSERT_EQ(orva_sim_reset(), ORVA_SIM_OK);
     orva_sim_board_info boards[4]{};

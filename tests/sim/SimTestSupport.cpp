@@ -30,44 +30,12 @@ template <class T> void bind(void* library, const char* name, T& slot) {
 
 BoardLibraries loadLibraries() {
     BoardLibraries l{};
-    void* dsg = openLibrary("dsgrt");
-    void* hal = openLibrary("orva_hal");
-    void* gb = openLibrary("gblib5");
-#define BIND(library, name) bind(library, #name, l.name)
-    BIND(dsg, DsgGetRegisterByName);
-    BIND(dsg, DsgLoadDsgFileWithType);
-    BIND(dsg, DsgUnloadDsgFile);
-    BIND(hal, OHalInitDevice);
-    BIND(hal, OHalFreeDevice);
-    BIND(hal, OHalRegisterRead);
-    BIND(hal, OHalRegisterWrite);
-    BIND(hal, OHalGetBoardIndex);
-    BIND(hal, OHalGetBoardInfoInt);
-    BIND(hal, OHalDataQueueReadBufferLong);
-    BIND(hal, OHalDataQueueWriteBufferLong);
-    BIND(hal, OHalDataQueueReadBuffer);
-    BIND(hal, OHalDataQueueWriteBuffer);
-    BIND(hal, OHalDataQueueGetNrOfWords);
-    BIND(hal, OHalDataQueueClear);
-    BIND(hal, OHalDataQueueFlush);
-    BIND(hal, OHalDataQueueAcquireLock);
-    BIND(hal, OHalDataQueueReleaseLock);
-    BIND(hal, OHalClSerInit);
-    BIND(hal, OHalClSerSetBaudrate);
-    BIND(hal, OHalGetCameraStatusExtended);
-    BIND(hal, OHalCameraCtrlIsAvailable);
-    BIND(hal, OHalCameraCtrlReset);
-    BIND(hal, OHalCameraCtrlSetPortMap);
-    BIND(hal, OHalCameraCtrlSetPortPowerState);
-    BIND(hal, OHalCameraCtrlSetPortDataPathState);
-    BIND(hal, OHalCameraCtrlSetPortDataPathSpeed);
-    BIND(hal, OHalCameraCtrlSetPortCxpStandardVersion);
-    BIND(hal, OHalCameraCtrlSetPortCxpLedState);
-    BIND(hal, OHalReadFirmware);
-    BIND(gb, Gb_InitEx);
-    BIND(gb, Gb_FreeGrabber);
-    BIND(gb, Gb_FreeLibraries);
-#undef BIND
+    void* dsgrt = openLibrary("dsgrt");
+    void* orva_hal = openLibrary("orva_hal");
+    void* gblib5 = openLibrary("gblib5");
+#define ORVA_SIMTEST_BIND(library, name) bind(library, #name, l.name);
+    ORVA_SIMTEST_BOARD_FUNCTIONS(ORVA_SIMTEST_BIND)
+#undef ORVA_SIMTEST_BIND
     return l;
 }
 

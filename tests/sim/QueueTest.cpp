@@ -242,13 +242,9 @@ TEST_F(Queues, ReadIsWokenByAnAnswerCausedInAnotherProcess) {
         if (!go.wait()) {
             return 1;
         }
-        OHalDevice* own = nullptr;
-        if (hal.OHalInitDevice(0, &own) != ORVA_SIM_OK) {
-            return 2;
-        }
-        const int32_t sent = hal.OHalDataQueueWriteBufferLong(own, down(0), "from child", 10, 0);
-        hal.OHalFreeDevice(own);
-        return sent == 10 ? 0 : 3;
+        return withOwnHandle(0, [&](OHalDevice* own) {
+            return hal.OHalDataQueueWriteBufferLong(own, down(0), "from child", 10, 0) == 10 ? 0 : 3;
+        });
     });
     go.send();
     EXPECT_EQ(receive(0, 10000), "from child");
@@ -299,16 +295,13 @@ TEST_F(Queues, QueueLockBelongsToOneProcessAtATime) {
 
     const auto childAcquires = [&] {
         return runInChild([&] {
-            OHalDevice* own = nullptr;
-            if (hal.OHalInitDevice(0, &own) != ORVA_SIM_OK) {
-                return 10;
-            }
-            const int32_t status = hal.OHalDataQueueAcquireLock(own, down(0));
-            if (status == ORVA_SIM_OK) {
-                hal.OHalDataQueueReleaseLock(own, down(0));
-            }
-            hal.OHalFreeDevice(own);
-            return status == ORVA_SIM_OK ? 0 : status == ORVA_SIM_ERR_BUSY ? 1 : 2;
+            return withOwnHandle(0, [&](OHalDevice* own) {
+                const int32_t status = hal.OHalDataQueueAcquireLock(own, down(0));
+                if (status == ORVA_SIM_OK) {
+                    hal.OHalDataQueueReleaseLock(own, down(0));
+                }
+                return status == ORVA_SIM_OK ? 0 : status == ORVA_SIM_ERR_BUSY ? 1 : 2;
+            });
         });
     };
     EXPECT_EQ(childAcquires(), 1) << "busy while the parent owns the queue";

@@ -124,11 +124,8 @@ TEST_F(Scenarios, RefusedScenarioLeavesTheBoardsAsTheyWere) {
 }
 
 TEST_F(Scenarios, FileIsLoadedAndAMissingOneNamed) {
-    const std::string path = ::testing::TempDir() + ns + ".json";
-    {
-        std::ofstream file(path);
-        file << R"({"boards":[{"index":3,"type":"0xB61","serial":4,"design":"gige","ports":2}]})";
-    }
+    const std::string path =
+        writeFile(R"({"boards":[{"index":3,"type":"0xB61","serial":4,"design":"gige","ports":2}]})");
     ASSERT_EQ(orva_sim_load_file(path.c_str()), ORVA_SIM_OK) << orva_sim_last_error();
     orva_sim_board_info boards[2]{};
     ASSERT_EQ(orva_sim_list_boards(boards, 2), 1);

@@ -5,7 +5,9 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <cstdio>
 #include <cstdlib>
+#include <fstream>
 #include <stdexcept>
 
 namespace orva::simtest {
@@ -84,6 +86,9 @@ void SimTest::TearDown() {
     for (OHalDevice* device : devices_) {
         hal.OHalFreeDevice(device);
     }
+    for (const std::string& file : files_) {
+        std::remove(file.c_str());
+    }
     setEnvironment("ORVA_SIM_NAMESPACE", ns);
     EXPECT_EQ(orva_sim_destroy(), ORVA_SIM_OK) << orva_sim_last_error();
 }
@@ -129,6 +134,23 @@ uint64_t SimTest::readRegister(OHalDevice* device, const char* name) {
     EXPECT_EQ(hal.OHalRegisterRead(device, static_cast<uint32_t>(number), &value), ORVA_SIM_OK)
         << orva_sim_last_error();
     return value;
+}
+
+int SimTest::withOwnHandle(uint32_t board, const std::function<int(OHalDevice*)>& body) {
+    OHalDevice* own = nullptr;
+    if (hal.OHalInitDevice(board, &own) != ORVA_SIM_OK) {
+        return 100;
+    }
+    const int result = body(own);
+    hal.OHalFreeDevice(own);
+    return result;
+}
+
+std::string SimTest::writeFile(const std::string& text) {
+    const std::string path = ::testing::TempDir() + ns + "-" + std::to_string(files_.size()) + ".json";
+    std::ofstream(path) << text;
+    files_.push_back(path);
+    return path;
 }
 
 Signal::Signal() {

@@ -82,12 +82,18 @@ protected:
     // The register's number on the board of `device`, written / read.
     void writeRegister(OHalDevice* device, const char* name, uint64_t value);
     uint64_t readRegister(OHalDevice* device, const char* name);
+    // For a child process: runs `body` on a handle of its own to `board`,
+    // freed afterwards; 100 if the board can't be opened.
+    int withOwnHandle(uint32_t board, const std::function<int(OHalDevice*)>& body);
+    // Writes `text` to a file of the test's own, removed at its end.
+    std::string writeFile(const std::string& text);
 
     const BoardLibraries& hal = boardLibraries();
     std::string ns;
 
 private:
     std::vector<OHalDevice*> devices_;
+    std::vector<std::string> files_;
 };
 
 // The tests change the environment only from their main thread, while no

@@ -4,7 +4,6 @@
 #include "CommonLoggingDispatcher.h"
 
 #include <dlfcn.h>
-#include <fcntl.h>
 #include <unistd.h>
 
 #include <gmock/gmock.h>
@@ -20,6 +19,7 @@
 #include <optional>
 #include <regex>
 #include <set>
+#include <sstream>
 #include <stdexcept>
 #include <string>
 #include <thread>
@@ -100,8 +100,7 @@ std::optional<LogLine> ParseLine(const std::string& line) {
     return LogLine{match[1], match[2], match[3]};
 }
 
-std::vector<std::string> ReadLines(const std::string& path) {
-    std::ifstream in(path);
+std::vector<std::string> Lines(std::istream&& in) {
     std::vector<std::string> lines;
     for (std::string line; std::getline(in, line);) {
         lines.push_back(line);
@@ -113,40 +112,6 @@ std::vector<std::string> ReadLines(const std::string& path) {
 void SetEnv(const char* name, const std::string& value) {
     ::setenv(name, value.c_str(), 1); // NOLINT(concurrency-mt-unsafe)
 }
-
-// Points file descriptor 2 at a file for as long as it lives.
-class StderrCapture {
-public:
-    explicit StderrCapture(std::string path) : path_(std::move(path)) {
-        std::fflush(stderr);
-        saved_ = ::dup(STDERR_FILENO);
-        const int fd = ::open(path_.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0600);
-        if (saved_ < 0 || fd < 0 || ::dup2(fd, STDERR_FILENO) < 0) {
-            throw std::runtime_error("cannot redirect standard error to " + path_);
-        }
-        ::close(fd);
-    }
-    ~StderrCapture() {
-        finish();
-        std::remove(path_.c_str());
-    }
-    StderrCapture(const StderrCapture&) = delete;
-    StderrCapture& operator=(const StderrCapture&) = delete;
-    // Restores standard error and returns what was written meanwhile.
-    std::vector<std::string> finish() {
-        if (saved_ >= 0) {
-            std::fflush(stderr);
-            ::dup2(saved_, STDERR_FILENO);
-            ::close(saved_);
-            saved_ = -1;
-        }
-        return ReadLines(path_);
-    }
-
-private:
-    std::string path_;
-    int saved_ = -1;
-};
 
 class Dispatcher : public testing::Test {
 protected:
@@ -185,7 +150,7 @@ protected:
     int32_t setLevels(const char* rules) const { return setLevels_(rules); }
 
     void useLogFile() const { SetEnv(COMMON_LOGGING_DISPATCHER_ENV_FILE, logPath_); }
-    std::vector<std::string> logLines() const { return ReadLines(logPath_); }
+    std::vector<std::string> logLines() const { return Lines(std::ifstream(logPath_)); }
     static std::string tempPath(const std::string& suffix) {
         return testing::TempDir() + "dispatcher-" + std::to_string(::getpid()) + "-" +
                testing::UnitTest::GetInstance()->current_test_info()->name() + suffix;
@@ -488,7 +453,7 @@ TEST_F(Dispatcher, FileIsAppendedTo) {
 }
 
 TEST_F(Dispatcher, WithoutAUsableLogFileLinesGoToStandardError) {
-    StderrCapture capture(tempPath(".stderr"));
+    testing::internal::CaptureStderr();
     Connection connection = connect();
     connection.write("orva.genicam.lib", 5, "thread-id=9|to stderr");
     disconnect();
@@ -498,7 +463,7 @@ TEST_F(Dispatcher, WithoutAUsableLogFileLinesGoToStandardError) {
     connection.write("orva.genicam.lib", 5, "thread-id=9|still written");
     disconnect();
 
-    const auto lines = capture.finish();
+    const auto lines = Lines(std::istringstream(testing::internal::GetCapturedStderr()));
     ASSERT_EQ(lines.size(), 3u);
     const auto first = ParseLine(lines[0]);
     ASSERT_TRUE(first) << lines[0];

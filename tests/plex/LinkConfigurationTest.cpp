@@ -421,20 +421,13 @@ TEST(LinkConfigurationWrite, WrittenDocumentReadsBackIntoTheSameGroups) {
         EXPECT_EQ(back.GetLinks(), 4U);
         ASSERT_EQ(back.GetLinkGroups(), 4U);
         for (uint32_t g = 0; g < 4; ++g) {
-            SCOPED_TRACE(technology + " group " + std::to_string(g));
-            EXPECT_EQ(back.GetLinkCount(g), config.GetLinkCount(g));
-            EXPECT_EQ(back.GetSpeed(g), config.GetSpeed(g));
-            EXPECT_EQ(back.GetStreamPacketSize(g), config.GetStreamPacketSize(g));
-            EXPECT_EQ(back.GetMasterPhyIndex(g), config.GetMasterPhyIndex(g));
-            for (uint32_t l = 0; l < 4; ++l) {
-                EXPECT_EQ(back.GetPhyIndex(g, l), config.GetPhyIndex(g, l)) << l;
-                EXPECT_EQ(back.GetDlIndex(g, l), config.GetDlIndex(g, l)) << l;
-            }
+            EXPECT_EQ(back.GetMasterPhyIndex(g), config.GetMasterPhyIndex(g)) << technology << " group " << g;
         }
         EXPECT_EQ(back.GetMasterId(0), 100U);
         // Without a master id the master link of slot 0 makes one.
         EXPECT_EQ(back.GetMasterId(3), static_cast<uint32_t>(config.GetPhyIndex(3, 0)) + 1);
-        // Written again, it is the same document but for that id.
+        // Written again, it is the same document but for that id: every
+        // group, link, speed and size was read back as it was written.
         config.SetMasterId(3, back.GetMasterId(3));
         EXPECT_EQ(Written(back), Written(config));
     }

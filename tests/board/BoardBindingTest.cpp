@@ -1,6 +1,8 @@
 #include <dlfcn.h>
 #include <gtest/gtest.h>
 
+#include <set>
+#include <string_view>
 #include <vector>
 
 #include "runtime/board/BoardBinding.h"
@@ -12,13 +14,16 @@ using namespace orva::board;
 
 namespace {
 
+using orva::templates::platform::SetRuntimeLibraryDirectory;
+
+// Binds against the complete fake installation unless a test points elsewhere.
 class BoardBinding : public ::testing::Test {
 protected:
-    void TearDown() override { orva::templates::platform::SetRuntimeLibraryDirectory(nullptr); }
+    void SetUp() override { SetRuntimeLibraryDirectory(FAKE_BOARD_DIR); }
+    void TearDown() override { SetRuntimeLibraryDirectory(nullptr); }
 };
 
 TEST_F(BoardBinding, ForwarderBindsOnFirstCallAndSplitsValuesLowFirst) {
-    orva::templates::platform::SetRuntimeLibraryDirectory(FAKE_BOARD_DIR);
     ASSERT_FALSE(IsBound(BoardLibrary::OrvaHal));
 
     uint64_t value = 0;
@@ -37,30 +42,23 @@ TEST_F(BoardBinding, ForwarderBindsOnFirstCallAndSplitsValuesLowFirst) {
     dlclose(handle);
 }
 
-TEST_F(BoardBinding, MissingFunctionsGiveTheFixedStatusWithoutACall) {
-    orva::templates::platform::SetRuntimeLibraryDirectory(FAKE_BOARD_DIR);
+TEST_F(BoardBinding, MissingFunctionsGiveTheFixedStatusAndFallbacksAreTried) {
     // Both kinds of forwarder: the camera control family and a plain one.
     EXPECT_EQ(OHalCameraCtrlSetPortMap(nullptr, 1, 2), kOrvaHalUnavailable);
     EXPECT_EQ(OHalDataQueueReadBufferLong(nullptr, 0, nullptr, 4, 0), kOrvaHalUnavailable);
     EXPECT_EQ(OHalCameraCtrlIsAvailable(nullptr), 0) << "present functions are still reached";
     EXPECT_EQ(OHalGetCameraStatusExtended(nullptr, 0), 0U);
-}
-
-TEST_F(BoardBinding, FirmwareReadFallsBackToTheBoardSpecificName) {
-    orva::templates::platform::SetRuntimeLibraryDirectory(FAKE_BOARD_DIR);
+    // The firmware read falls back to the board specific name.
     std::vector<uint8_t> buffer(8, 0);
     EXPECT_EQ(OHalReadFirmware(nullptr, 0x1AB, buffer.data(), static_cast<uint32_t>(buffer.size())), 8);
     EXPECT_EQ(buffer[7], 0xAB);
-}
-
-TEST_F(BoardBinding, DesignRuntimeAnswersOnlyForItsNames) {
-    orva::templates::platform::SetRuntimeLibraryDirectory(FAKE_BOARD_DIR);
+    // The design runtime answers only for its names.
     EXPECT_EQ(DsgGetRegisterByName(nullptr, "BoardVersion"), 7);
     EXPECT_EQ(DsgGetRegisterByName(nullptr, "NoSuchRegister"), 0);
 }
 
 TEST_F(BoardBinding, MissingLibrariesFailSilentlyAndALateLibraryIsPickedUp) {
-    orva::templates::platform::SetRuntimeLibraryDirectory(EMPTY_BOARD_DIR);
+    SetRuntimeLibraryDirectory(EMPTY_BOARD_DIR);
     EXPECT_EQ(BindOrvaHal(), kOrvaHalUnavailable);
     EXPECT_EQ(BindDsgrt(), kDsgrtLoadFailed);
     EXPECT_EQ(BindGblib5(), kGblib5Unavailable);
@@ -70,13 +68,13 @@ TEST_F(BoardBinding, MissingLibrariesFailSilentlyAndALateLibraryIsPickedUp) {
     EXPECT_EQ(Gb_InitEx(0, nullptr, 0), nullptr);
 
     // The library turns up: the next call binds it.
-    orva::templates::platform::SetRuntimeLibraryDirectory(FAKE_BOARD_DIR);
+    SetRuntimeLibraryDirectory(FAKE_BOARD_DIR);
     EXPECT_EQ(OHalRegisterRead(nullptr, 1, &value), 0);
     EXPECT_EQ(value, 0x1000000001ULL);
 }
 
 TEST_F(BoardBinding, OneMissingLibraryLeavesTheOthersBound) {
-    orva::templates::platform::SetRuntimeLibraryDirectory(PARTIAL_BOARD_DIR);
+    SetRuntimeLibraryDirectory(PARTIAL_BOARD_DIR);
     EXPECT_EQ(BindOrvaHal(), 0);
     EXPECT_EQ(BindDsgrt(), kDsgrtLoadFailed);
     EXPECT_TRUE(IsBound(BoardLibrary::OrvaHal));
@@ -85,7 +83,6 @@ TEST_F(BoardBinding, OneMissingLibraryLeavesTheOthersBound) {
 }
 
 TEST_F(BoardBinding, RepeatedBindsStoreTheSameEntries) {
-    orva::templates::platform::SetRuntimeLibraryDirectory(FAKE_BOARD_DIR);
     ASSERT_EQ(BindOrvaHal(), 0);
     void* first = Entry(BoardLibrary::OrvaHal, SlotOf(kOrvaHalNames, "OHalRegisterRead"));
     ASSERT_EQ(BindOrvaHal(), 0);
@@ -94,7 +91,6 @@ TEST_F(BoardBinding, RepeatedBindsStoreTheSameEntries) {
 }
 
 TEST_F(BoardBinding, FreeingTheGrabberLibrariesEmptiesItsTable) {
-    orva::templates::platform::SetRuntimeLibraryDirectory(FAKE_BOARD_DIR);
     ASSERT_EQ(BindGblib5(), 0);
     ASSERT_TRUE(IsBound(BoardLibrary::Gblib5));
     EXPECT_EQ(Gb_FreeLibraries(), 1);
@@ -105,22 +101,13 @@ TEST_F(BoardBinding, FreeingTheGrabberLibrariesEmptiesItsTable) {
 }
 
 TEST(BoardLibraryNames, TablesHoldEveryNameOnce) {
-    auto unique = [](const auto& names) {
-        for (std::size_t i = 0; i < names.size(); ++i) {
-            for (std::size_t j = i + 1; j < names.size(); ++j) {
-                if (names[i] == names[j]) {
-                    return false;
-                }
-            }
-        }
-        return true;
+    // A name twice would give two slots, of which the forwarders use one.
+    const auto unique = [](const auto& names) {
+        return std::set<std::string_view>(names.begin(), names.end()).size() == names.size();
     };
     EXPECT_TRUE(unique(kOrvaHalNames));
     EXPECT_TRUE(unique(kDsgrtNames));
     EXPECT_TRUE(unique(kGblib5Names));
-    EXPECT_EQ(kOrvaHalNames.size(), 132U);
-    EXPECT_EQ(kDsgrtNames.size(), 88U);
-    EXPECT_EQ(kGblib5Names.size(), 109U);
 }
 
 } // namespace

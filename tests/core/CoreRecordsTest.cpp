@@ -48,18 +48,16 @@ TEST(CameraLinks, TableLimitsAreEnforced) {
 }
 
 TEST(ControllerFactory, BoardTypesMapToTheirTechnology) {
-    EXPECT_EQ(TechnologyOfBoardType(0xA62), Technology::CameraLinkHS);
-    EXPECT_EQ(TechnologyOfBoardType(0xA64), Technology::CoaXPress);
-    EXPECT_EQ(TechnologyOfBoardType(0xB68), Technology::CoaXPress);
-    EXPECT_EQ(TechnologyOfBoardType(0xA40), Technology::CameraLink);
-    EXPECT_EQ(TechnologyOfBoardType(0xA45), Technology::CameraLink);
-    EXPECT_EQ(TechnologyOfBoardType(0x7591), Technology::CameraLink);
-    EXPECT_EQ(TechnologyOfBoardType(0xE44), Technology::GigEVision);
     // Neighbours of the rows belong to no technology.
-    EXPECT_EQ(TechnologyOfBoardType(0xA3F), Technology::None);
-    EXPECT_EQ(TechnologyOfBoardType(0xA46), Technology::None);
-    EXPECT_EQ(TechnologyOfBoardType(0xA63), Technology::None);
-    EXPECT_EQ(TechnologyOfBoardType(-1), Technology::None);
+    const std::pair<int32_t, Technology> cases[] = {
+        {0xA62, Technology::CameraLinkHS}, {0xA64, Technology::CoaXPress},  {0xB68, Technology::CoaXPress},
+        {0xA40, Technology::CameraLink},   {0xA45, Technology::CameraLink}, {0x7591, Technology::CameraLink},
+        {0xE44, Technology::GigEVision},   {0xA3F, Technology::None},       {0xA46, Technology::None},
+        {0xA63, Technology::None},         {-1, Technology::None},
+    };
+    for (const auto& [type, technology] : cases) {
+        EXPECT_EQ(TechnologyOfBoardType(type), technology) << std::hex << type;
+    }
 }
 
 } // namespace

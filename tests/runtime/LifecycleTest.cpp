@@ -52,19 +52,6 @@ private:
     Recorded() { ++constructed; }
 };
 
-void DeinitA() {
-    Events().emplace_back("deinit A");
-}
-void DeinitB() {
-    Events().emplace_back("deinit B");
-}
-void InitC() {
-    Events().emplace_back("init C");
-}
-void DeinitC() {
-    Events().emplace_back("deinit C");
-}
-
 } // namespace
 
 TEST_F(Lifecycle, LastDeinitRunsCleanupsThenDestroysSingletonsInOrder) {
@@ -72,11 +59,11 @@ TEST_F(Lifecycle, LastDeinitRunsCleanupsThenDestroysSingletonsInOrder) {
     using S2 = Recorded<2>;
     EXPECT_EQ(LibraryInitController::Init(), 1);
     EXPECT_TRUE(LibraryInitController::HasInstance());
-    LibraryInitController::Register(nullptr, &DeinitA);
+    LibraryInitController::Register(nullptr, [] { Events().emplace_back("deinit A"); });
     S1* first = S1::instance();
     EXPECT_EQ(S1::instance(), first);
     S2::instance();
-    LibraryInitController::Register(nullptr, &DeinitB);
+    LibraryInitController::Register(nullptr, [] { Events().emplace_back("deinit B"); });
 
     EXPECT_EQ(LibraryInitController::Init(), 2);
     EXPECT_EQ(LibraryInitController::Deinit(), 1);
@@ -95,29 +82,23 @@ TEST_F(Lifecycle, LastDeinitRunsCleanupsThenDestroysSingletonsInOrder) {
 }
 
 TEST_F(Lifecycle, RegisterCallsInitAlwaysButKeepsCleanupOnlyWhileUp) {
-    LibraryInitController::Register(&InitC, &DeinitC);
+    LibraryInitController::Register([] { Events().emplace_back("init C"); }, [] { Events().emplace_back("deinit C"); });
     EXPECT_EQ(Events(), std::vector<std::string>{"init C"});
     LibraryInitController::Init();
     LibraryInitController::Deinit();
     EXPECT_EQ(Events(), std::vector<std::string>{"init C"}) << "a clean-up registered while down was kept";
 }
 
-namespace {
-void TakeSecondUse() {
-    LibraryInitController::Init();
-}
-void GiveUseBackFromCleanup() {
-    Events().emplace_back("cleanup");
-    Events().push_back("count " + std::to_string(LibraryInitController::Deinit()));
-}
-} // namespace
-
 // The shape of an implicit initialisation: the first use registers a clean-up
 // that gives a use back itself, and the application later gives back the
 // last use.
 TEST_F(Lifecycle, CleanupMayCallDeinitAgain) {
     EXPECT_EQ(LibraryInitController::Init(), 1);
-    LibraryInitController::Register(&TakeSecondUse, &GiveUseBackFromCleanup);
+    LibraryInitController::Register([] { LibraryInitController::Init(); },
+                                    [] {
+                                        Events().emplace_back("cleanup");
+                                        Events().push_back("count " + std::to_string(LibraryInitController::Deinit()));
+                                    });
     EXPECT_EQ(LibraryInitController::UseCount(), 2);
     EXPECT_EQ(LibraryInitController::Deinit(), 1);
     EXPECT_EQ(LibraryInitController::Deinit(), 0);
@@ -142,16 +123,15 @@ Summoner::~Summoner() {
     Recorded<3>::instance();
 }
 
-void FullCycleFromCleanup() {
-    LibraryInitController::Init();
-    Recorded<4>::instance();
-    LibraryInitController::Deinit();
-}
 } // namespace
 
 TEST_F(Lifecycle, ObjectsCreatedDuringTearDownAreDestroyedToo) {
     LibraryInitController::Init();
-    LibraryInitController::Register(nullptr, &FullCycleFromCleanup);
+    LibraryInitController::Register(nullptr, [] {
+        LibraryInitController::Init();
+        Recorded<4>::instance();
+        LibraryInitController::Deinit();
+    });
     Summoner::instance();
     LibraryInitController::Deinit();
     EXPECT_EQ(Recorded<4>::constructed, 1);

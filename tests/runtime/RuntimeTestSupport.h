@@ -83,31 +83,24 @@ private:
 // A pipe to pass one-byte messages between a parent and a forked child.
 class Pipe {
 public:
-    Pipe() {
-        if (::pipe(fds_) != 0) {
-            fds_[0] = fds_[1] = -1;
-        }
-    }
+    Pipe() : valid_(::pipe(fds_) == 0) {}
     ~Pipe() {
-        for (int fd : fds_) {
-            if (fd >= 0) {
-                ::close(fd);
-            }
+        if (valid_) {
+            ::close(fds_[0]);
+            ::close(fds_[1]);
         }
     }
     Pipe(const Pipe&) = delete;
     Pipe& operator=(const Pipe&) = delete;
 
-    bool valid() const { return fds_[0] >= 0; }
+    bool valid() const { return valid_; }
     bool send(char message) const { return ::write(fds_[1], &message, 1) == 1; }
     // Waits at most the bound for one byte.
     std::optional<char> receive() const {
         pollfd pfd{fds_[0], POLLIN, 0};
-        if (::poll(&pfd, 1, static_cast<int>(std::chrono::milliseconds(kBound).count())) != 1) {
-            return std::nullopt;
-        }
         char message = 0;
-        if (::read(fds_[0], &message, 1) != 1) {
+        if (::poll(&pfd, 1, static_cast<int>(std::chrono::milliseconds(kBound).count())) != 1 ||
+            ::read(fds_[0], &message, 1) != 1) {
             return std::nullopt;
         }
         return message;
@@ -115,6 +108,7 @@ public:
 
 private:
     int fds_[2]{-1, -1};
+    bool valid_;
 };
 
 // Exit status of a child, or -1 if it didn't exit normally.

@@ -7,6 +7,7 @@
 #include <condition_variable>
 #include <gtest/gtest.h>
 #include <mutex>
+#include <stdexcept>
 #include <thread>
 #include <vector>
 
@@ -37,21 +38,17 @@ private:
 
 class GatedThread : public SimpleThread {
 public:
-    explicit GatedThread(Gate* gate = nullptr) : gate_(gate) {}
+    explicit GatedThread(Gate* gate) : gate_(gate) {}
     // As every derived class must: end run() and join before the members go.
     ~GatedThread() override {
-        if (gate_ != nullptr) {
-            gate_->open();
-        }
+        gate_->open();
         join(-1);
     }
 
     void run() override {
         ranOn = orva::templates::platform::CurrentThreadId();
         runs.fetch_add(1);
-        if (gate_ != nullptr) {
-            gate_->wait();
-        }
+        gate_->wait();
     }
 
     std::atomic<int> runs{0};
@@ -63,26 +60,16 @@ private:
 
 } // namespace
 
-TEST(SimpleThread, JoinOfFinishedOrNeverStartedThreadIsImmediate) {
-    GatedThread thread;
+TEST(SimpleThread, TimedJoinGivesUpWhileRunAndTheThreadRestartsAfterwards) {
+    Gate gate;
+    GatedThread thread(&gate);
     EXPECT_FALSE(thread.isRunning());
     EXPECT_TRUE(thread.join(0)) << "a thread that never ran counts as finished";
 
     ASSERT_TRUE(thread.start());
-    ASSERT_TRUE(WaitUntil([&] { return !thread.isRunning(); }));
-    EXPECT_TRUE(thread.join(0));
-    EXPECT_EQ(thread.runs.load(), 1);
-    EXPECT_NE(thread.ranOn.load(), orva::templates::platform::CurrentThreadId());
-    EXPECT_EQ(thread.threadId(), 0U);
-}
-
-TEST(SimpleThread, TimedJoinGivesUpWhileRunThenSucceeds) {
-    Gate gate;
-    GatedThread thread(&gate);
-    ASSERT_TRUE(thread.start());
+    EXPECT_TRUE(thread.start()) << "a start while running keeps the one thread";
     ASSERT_TRUE(WaitUntil([&] { return thread.runs.load() == 1; }));
     EXPECT_NE(thread.threadId(), 0U);
-
     EXPECT_FALSE(thread.join(1)) << "timed join returned true while run() still waits";
     EXPECT_FALSE(thread.join(0));
     EXPECT_TRUE(thread.isRunning());
@@ -90,17 +77,10 @@ TEST(SimpleThread, TimedJoinGivesUpWhileRunThenSucceeds) {
     gate.open();
     EXPECT_TRUE(thread.join(-1));
     EXPECT_FALSE(thread.isRunning());
-}
-
-TEST(SimpleThread, StartWhileRunningKeepsOneThreadAndRestartsAfterwards) {
-    Gate gate;
-    GatedThread thread(&gate);
-    ASSERT_TRUE(thread.start());
-    EXPECT_TRUE(thread.start());
-    ASSERT_TRUE(WaitUntil([&] { return thread.runs.load() >= 1; }));
-    gate.open();
-    ASSERT_TRUE(thread.join(-1));
+    EXPECT_TRUE(thread.join(0));
     EXPECT_EQ(thread.runs.load(), 1);
+    EXPECT_NE(thread.ranOn.load(), orva::templates::platform::CurrentThreadId());
+    EXPECT_EQ(thread.threadId(), 0U);
 
     ASSERT_TRUE(thread.start());
     ASSERT_TRUE(thread.join(-1));
@@ -128,27 +108,29 @@ TEST(SimpleThread, SeveralJoinersAreAllReleased) {
     EXPECT_EQ(released.load(), 3);
 }
 
-TEST(SimpleThread, ThreadCanNotJoinItself) {
-    class SelfJoining : public SimpleThread {
+TEST(SimpleThread, SelfJoinFailsAndAnExceptionFromRunEndsTheThreadOnly) {
+    class Misbehaving : public SimpleThread {
     public:
-        ~SelfJoining() override { join(-1); }
-        void run() override { selfJoin = join(-1) ? 1 : 0; }
+        explicit Misbehaving(bool throwing) : throwing_(throwing) {}
+        ~Misbehaving() override { join(-1); }
+        void run() override {
+            if (throwing_) {
+                throw std::runtime_error("from run");
+            }
+            selfJoin = join(-1) ? 1 : 0;
+        }
         std::atomic<int> selfJoin{-1};
-    };
-    SelfJoining thread;
-    ASSERT_TRUE(thread.start());
-    ASSERT_TRUE(thread.join(-1));
-    EXPECT_EQ(thread.selfJoin.load(), 0);
-}
 
-TEST(SimpleThread, ExceptionFromRunEndsTheThreadOnly) {
-    class Throwing : public SimpleThread {
-    public:
-        ~Throwing() override { join(-1); }
-        void run() override { throw std::runtime_error("from run"); }
+    private:
+        bool throwing_;
     };
-    Throwing thread;
-    ASSERT_TRUE(thread.start());
-    EXPECT_TRUE(thread.join(-1));
-    EXPECT_FALSE(thread.isRunning());
+    Misbehaving selfJoining(false);
+    ASSERT_TRUE(selfJoining.start());
+    ASSERT_TRUE(selfJoining.join(-1));
+    EXPECT_EQ(selfJoining.selfJoin.load(), 0);
+
+    Misbehaving throwing(true);
+    ASSERT_TRUE(throwing.start());
+    EXPECT_TRUE(throwing.join(-1));
+    EXPECT_FALSE(throwing.isRunning());
 }

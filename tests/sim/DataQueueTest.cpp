@@ -35,7 +35,7 @@ protected:
     std::unique_ptr<DataQueue> queue_;
 };
 
-TEST_F(DataQueueTest, DataBecomesVisibleAtItsReadyTime) {
+TEST_F(DataQueueTest, DataBecomesVisibleAtItsReadyTimeAndInOrder) {
     ASSERT_TRUE(queue_->push(bytesOf("late"), 1000));
     EXPECT_EQ(queue_->visibleBytes(999), 0u);
     EXPECT_EQ(pop(999), "");
@@ -43,21 +43,19 @@ TEST_F(DataQueueTest, DataBecomesVisibleAtItsReadyTime) {
     EXPECT_EQ(queue_->visibleBytes(1000), 4u);
     EXPECT_EQ(pop(1000), "late");
     EXPECT_FALSE(queue_->nextReadyNs(1000).has_value());
-}
 
-TEST_F(DataQueueTest, LaterDataNeverOvertakesEarlierData) {
+    // Later data never overtakes earlier data.
     ASSERT_TRUE(queue_->push(bytesOf("slow"), 2000));
-    ASSERT_TRUE(queue_->push(bytesOf("fast"), 100));
+    ASSERT_TRUE(queue_->push(bytesOf("fast"), 1100));
     EXPECT_EQ(queue_->visibleBytes(1500), 0u);
     EXPECT_EQ(pop(2000), "slowfast");
-}
 
-TEST_F(DataQueueTest, ClearDropsOnlyWhatHasArrived) {
-    ASSERT_TRUE(queue_->push(bytesOf("old"), 10));
-    ASSERT_TRUE(queue_->push(bytesOf("new"), 50));
-    queue_->dropVisible(20);
-    EXPECT_EQ(pop(20), "");
-    EXPECT_EQ(pop(50), "new");
+    // A clear drops only what has arrived.
+    ASSERT_TRUE(queue_->push(bytesOf("old"), 2010));
+    ASSERT_TRUE(queue_->push(bytesOf("new"), 2050));
+    queue_->dropVisible(2020);
+    EXPECT_EQ(pop(2020), "");
+    EXPECT_EQ(pop(2050), "new");
 }
 
 TEST_F(DataQueueTest, BytesSurviveWrappingRoundTheRing) {
@@ -92,7 +90,7 @@ TEST_F(DataQueueTest, StreamWithMoreArrivalTimesThanMarksStaysInOrder) {
     EXPECT_EQ(pop(uint64_t{3} * layout::kMaxQueueMarks), expected);
 }
 
-TEST_F(DataQueueTest, PacketQueueReturnsOneRecordPerRead) {
+TEST_F(DataQueueTest, PacketQueueReturnsOneRecordPerReadAndDropsWhatHasNoMark) {
     makeQueue(true);
     ASSERT_TRUE(queue_->push(bytesOf("first"), 0));
     ASSERT_TRUE(queue_->push(bytesOf("second"), 0));
@@ -100,10 +98,7 @@ TEST_F(DataQueueTest, PacketQueueReturnsOneRecordPerRead) {
     EXPECT_EQ(pop(0), "first");
     EXPECT_EQ(pop(0, 3), "sec") << "the rest of a cut record is dropped";
     EXPECT_EQ(pop(0), "");
-}
 
-TEST_F(DataQueueTest, PacketQueueWithoutAFreeMarkDropsTheRecord) {
-    makeQueue(true);
     for (uint32_t i = 0; i < layout::kMaxQueueMarks; ++i) {
         ASSERT_TRUE(queue_->push(bytesOf("r"), 0));
     }

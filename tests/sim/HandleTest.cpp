@@ -37,16 +37,13 @@ TEST_F(Handles, GrabberHandleCarriesTheBoardsDeviceAndDesign) {
     EXPECT_EQ(hal.Gb_FreeLibraries(), ORVA_SIM_OK);
 }
 
-TEST_F(Handles, NoGrabberOrDeviceForABoardThatIsNotThere) {
-    EXPECT_EQ(hal.Gb_InitEx(9, nullptr, 0), nullptr);
+TEST_F(Handles, EveryOperationRefusesAHandleItDidNotGive) {
+    EXPECT_EQ(hal.Gb_InitEx(9, nullptr, 0), nullptr) << "no grabber for a board that is not there";
     OHalDevice* device = nullptr;
     EXPECT_EQ(hal.OHalInitDevice(9, &device), ORVA_SIM_ERR_NO_SUCH_BOARD);
     EXPECT_EQ(device, nullptr);
     EXPECT_EQ(hal.OHalInitDevice(0, nullptr), ORVA_SIM_ERR_INVALID_ARGUMENT);
     EXPECT_EQ(orva_sim_grabber_handles(nullptr, nullptr, nullptr), ORVA_SIM_ERR_INVALID_HANDLE);
-}
-
-TEST_F(Handles, EveryOperationRefusesAHandleItDidNotGive) {
     int32_t lookalike[16] = {};
     for (OHalDevice* bad : {static_cast<OHalDevice*>(nullptr), reinterpret_cast<OHalDevice*>(lookalike)}) {
         uint64_t value = 0;
@@ -77,28 +74,14 @@ TEST_F(Handles, EveryOperationRefusesAHandleItDidNotGive) {
     EXPECT_EQ(hal.Gb_FreeGrabber(reinterpret_cast<Gb_Struct_s*>(lookalike)), ORVA_SIM_ERR_INVALID_HANDLE);
 }
 
-TEST_F(Handles, BoardInformationKeys) {
-    OHalDevice* device = open(0);
-    EXPECT_EQ(hal.OHalGetBoardInfoInt(device, "board/type"), 0xA64);
-    EXPECT_EQ(hal.OHalGetBoardInfoInt(device, "board/serial"), 100000);
-    EXPECT_EQ(hal.OHalGetBoardInfoInt(device, "board/ports"), 4);
-    EXPECT_EQ(hal.OHalGetBoardInfoInt(device, "board/colour"), ORVA_SIM_ERR_UNKNOWN_KEY);
-    EXPECT_EQ(hal.OHalGetBoardInfoInt(device, nullptr), ORVA_SIM_ERR_INVALID_ARGUMENT);
-    uint64_t* nowhere = nullptr;
-    EXPECT_EQ(hal.OHalRegisterRead(device, 1, nowhere), ORVA_SIM_ERR_INVALID_ARGUMENT);
-}
-
-TEST_F(Handles, CameraControlOnlyWhereTheDesignHasIt) {
-    EXPECT_EQ(hal.OHalCameraCtrlIsAvailable(open(0)), ORVA_SIM_OK);
+TEST_F(Handles, CameraControlKeepsPortSettingsUntilItIsReset) {
     for (uint32_t board : {1u, 2u, 3u}) {
-        OHalDevice* device = open(board);
-        EXPECT_LT(hal.OHalCameraCtrlIsAvailable(device), 0) << "board " << board;
-        EXPECT_EQ(hal.OHalCameraCtrlSetPortPowerState(device, 0, 2), ORVA_SIM_ERR_NOT_SUPPORTED);
+        OHalDevice* other = open(board);
+        EXPECT_LT(hal.OHalCameraCtrlIsAvailable(other), 0) << "only the CoaXPress design has it; board " << board;
+        EXPECT_EQ(hal.OHalCameraCtrlSetPortPowerState(other, 0, 2), ORVA_SIM_ERR_NOT_SUPPORTED);
     }
-}
-
-TEST_F(Handles, PortSettingsAreKeptUntilTheCameraControlIsReset) {
     OHalDevice* device = open(0);
+    EXPECT_EQ(hal.OHalCameraCtrlIsAvailable(device), ORVA_SIM_OK);
     ASSERT_EQ(hal.OHalCameraCtrlSetPortMap(device, 0x33221100u, 0x77665544u), ORVA_SIM_OK);
     ASSERT_EQ(hal.OHalCameraCtrlSetPortPowerState(device, 3, 2), ORVA_SIM_OK);
     ASSERT_EQ(hal.OHalCameraCtrlSetPortDataPathState(device, 3, 1), ORVA_SIM_OK);
@@ -145,7 +128,17 @@ TEST_F(Handles, PowerCanBeSwitchedAndTrippedFromOutside) {
     EXPECT_EQ(orva_sim_get_power(8, 0), ORVA_SIM_ERR_NO_SUCH_BOARD);
 }
 
-TEST_F(Handles, FirmwareReadsItsHeaderAndStopsAtTheEndOfTheFlash) {
+TEST_F(Handles, BoardInformationAndFirmware) {
+    OHalDevice* board0 = open(0);
+    EXPECT_EQ(hal.OHalGetBoardInfoInt(board0, "board/type"), 0xA64);
+    EXPECT_EQ(hal.OHalGetBoardInfoInt(board0, "board/serial"), 100000);
+    EXPECT_EQ(hal.OHalGetBoardInfoInt(board0, "board/ports"), 4);
+    EXPECT_EQ(hal.OHalGetBoardInfoInt(board0, "board/colour"), ORVA_SIM_ERR_UNKNOWN_KEY);
+    EXPECT_EQ(hal.OHalGetBoardInfoInt(board0, nullptr), ORVA_SIM_ERR_INVALID_ARGUMENT);
+    uint64_t* nowhere = nullptr;
+    EXPECT_EQ(hal.OHalRegisterRead(board0, 1, nowhere), ORVA_SIM_ERR_INVALID_ARGUMENT);
+
+    // The firmware starts with its header and stops at the end of the flash.
     OHalDevice* device = open(1);
     std::string head(64, '\0');
     ASSERT_EQ(hal.OHalReadFirmware(device, 0, head.data(), 64), 64);

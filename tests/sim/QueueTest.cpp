@@ -66,67 +66,50 @@ protected:
     OHalDevice* board = nullptr;
 };
 
-TEST_F(Queues, ReadOfAnEmptyQueueGivesZeroAfterItsTimeOut) {
+TEST_F(Queues, StreamQueueCountsWordsAndKeepsWhatAReadDoesNotTake) {
     char buffer[16];
     EXPECT_EQ(hal.OHalDataQueueReadBufferLong(board, up(0), buffer, sizeof(buffer), 0), 0);
-    EXPECT_EQ(hal.OHalDataQueueReadBufferLong(board, up(0), buffer, sizeof(buffer), 30), 0);
+    EXPECT_EQ(hal.OHalDataQueueReadBufferLong(board, up(0), buffer, sizeof(buffer), 30), 0) << "empty after the wait";
     EXPECT_EQ(hal.OHalDataQueueReadBuffer(board, up(0), buffer, sizeof(buffer), 30), 0);
-}
 
-TEST_F(Queues, EchoAnswersWhatTheHostSends) {
     power(0, true);
     ASSERT_EQ(send(0, "hello camera"), 12);
     EXPECT_EQ(hal.OHalDataQueueGetNrOfWords(board, up(0)), 3);
     EXPECT_EQ(receive(0), "hello camera");
     EXPECT_EQ(hal.OHalDataQueueGetNrOfWords(board, up(0)), 0);
     EXPECT_EQ(echoCounters(0, 0)[0], 1u);
-}
 
-TEST_F(Queues, PartialWordsCountAndClearDropsWhatArrived) {
-    power(0, true);
+    // A partial word counts; a clear drops what arrived.
     ASSERT_EQ(send(0, "12345"), 5);
     EXPECT_EQ(hal.OHalDataQueueGetNrOfWords(board, up(0)), 2);
     EXPECT_EQ(hal.OHalDataQueueClear(board, up(0)), ORVA_SIM_OK);
     EXPECT_EQ(hal.OHalDataQueueGetNrOfWords(board, up(0)), 0);
     EXPECT_EQ(receive(0), "");
-}
 
-TEST_F(Queues, StreamReadTakesWhatFitsAndLeavesTheRest) {
-    power(0, true);
+    // A read takes what fits and leaves the rest.
     ASSERT_EQ(send(0, "abc"), 3);
     ASSERT_EQ(send(0, "defgh"), 5);
     EXPECT_EQ(receive(0, 0, 4), "abcd");
     EXPECT_EQ(receive(0), "efgh");
 }
 
-TEST_F(Queues, UnpoweredCameraNeitherAnswersNorShows) {
-    EXPECT_EQ(hal.OHalGetCameraStatusExtended(board, 0) & 1u, 0u);
-    ASSERT_EQ(send(0, "ping"), 4) << "the board sends, whether anyone listens or not";
-    EXPECT_EQ(receive(0), "");
-
+TEST_F(Queues, CameraAnswersAndShowsOnlyWhilePoweredAndPlugged) {
+    // The answer to a message, and whether the status shows the camera.
+    const auto exchange = [&](const std::string& message) {
+        EXPECT_EQ(send(0, message), static_cast<int32_t>(message.size())) << "the board sends anyway";
+        return std::make_pair(receive(0), (hal.OHalGetCameraStatusExtended(board, 0) & 1u) != 0);
+    };
+    const auto silent = std::make_pair(std::string(), false);
+    EXPECT_EQ(exchange("unpowered"), silent);
     power(0, true);
-    EXPECT_EQ(hal.OHalGetCameraStatusExtended(board, 0) & 1u, 1u);
-    ASSERT_EQ(send(0, "ping"), 4);
-    EXPECT_EQ(receive(0), "ping");
-
-    ASSERT_EQ(orva_sim_set_power(0, 0, ORVA_SIM_POWER_TRIPPED), ORVA_SIM_OK);
-    EXPECT_EQ(hal.OHalGetCameraStatusExtended(board, 0) & 1u, 0u);
-    ASSERT_EQ(send(0, "ping"), 4);
-    EXPECT_EQ(receive(0), "");
-    EXPECT_EQ(echoCounters(0, 0)[0], 1u);
-}
-
-TEST_F(Queues, UnpluggedCameraAnswersNothingUntilItsCableIsBack) {
-    power(0, true);
+    EXPECT_EQ(exchange("powered"), std::make_pair(std::string("powered"), true));
     ASSERT_EQ(orva_sim_plug(0, 0, 0), ORVA_SIM_OK);
-    EXPECT_EQ(hal.OHalGetCameraStatusExtended(board, 0) & 1u, 0u);
-    ASSERT_EQ(send(0, "lost"), 4);
-    EXPECT_EQ(receive(0), "");
-
+    EXPECT_EQ(exchange("unplugged"), silent);
     ASSERT_EQ(orva_sim_plug(0, 0, 1), ORVA_SIM_OK);
-    EXPECT_EQ(hal.OHalGetCameraStatusExtended(board, 0) & 1u, 1u);
-    ASSERT_EQ(send(0, "back"), 4);
-    EXPECT_EQ(receive(0), "back");
+    EXPECT_EQ(exchange("back"), std::make_pair(std::string("back"), true));
+    ASSERT_EQ(orva_sim_set_power(0, 0, ORVA_SIM_POWER_TRIPPED), ORVA_SIM_OK);
+    EXPECT_EQ(exchange("tripped"), silent);
+    EXPECT_EQ(echoCounters(0, 0)[0], 2u);
 }
 
 TEST_F(Queues, CameraWithTwoLinksAnswersOnThePortItWasAddressedOn) {
@@ -145,8 +128,14 @@ TEST_F(Queues, CameraWithTwoLinksAnswersOnThePortItWasAddressedOn) {
     EXPECT_EQ(receive(1), "");
 }
 
-TEST_F(Queues, DropFaultSwallowsExactlyTheArmedAnswers) {
+TEST_F(Queues, FaultsSpoilExactlyTheArmedAnswersOfTheirPort) {
     power(0, true);
+    power(1, true);
+    ASSERT_EQ(orva_sim_inject_fault(0, 1, "drop-next-answer", 1), ORVA_SIM_OK);
+    ASSERT_EQ(send(0, "unaffected"), 10);
+    EXPECT_EQ(receive(0), "unaffected");
+    EXPECT_EQ(orva_sim_pending_fault(0, 1, "drop-next-answer"), 1);
+
     ASSERT_EQ(orva_sim_inject_fault(0, 0, "drop-next-answer", 2), ORVA_SIM_OK) << orva_sim_last_error();
     EXPECT_EQ(orva_sim_pending_fault(0, 0, "drop-next-answer"), 2);
     ASSERT_EQ(send(0, "one"), 3);
@@ -154,22 +143,8 @@ TEST_F(Queues, DropFaultSwallowsExactlyTheArmedAnswers) {
     ASSERT_EQ(send(0, "three"), 5);
     EXPECT_EQ(receive(0), "three");
     EXPECT_EQ(orva_sim_pending_fault(0, 0, "drop-next-answer"), 0);
-    const auto counters = echoCounters(0, 0);
-    EXPECT_EQ(counters[0], 1u);
-    EXPECT_EQ(counters[1], 2u);
-}
+    EXPECT_EQ(echoCounters(0, 0), (std::array<uint32_t, 2>{2, 2})) << "answered, dropped";
 
-TEST_F(Queues, FaultsBelongToTheirPort) {
-    power(0, true);
-    power(1, true);
-    ASSERT_EQ(orva_sim_inject_fault(0, 1, "drop-next-answer", 1), ORVA_SIM_OK);
-    ASSERT_EQ(send(0, "unaffected"), 10);
-    EXPECT_EQ(receive(0), "unaffected");
-    EXPECT_EQ(orva_sim_pending_fault(0, 1, "drop-next-answer"), 1);
-}
-
-TEST_F(Queues, CorruptFaultSpoilsOneAnswer) {
-    power(0, true);
     ASSERT_EQ(orva_sim_inject_fault(0, 0, "corrupt-next-answer", 1), ORVA_SIM_OK);
     ASSERT_EQ(send(0, "A"), 1);
     EXPECT_EQ(receive(0), std::string(1, static_cast<char>(~'A')));
@@ -267,13 +242,9 @@ TEST_F(Queues, ReadIsWokenByAnAnswerCausedInAnotherProcess) {
         if (!go.wait()) {
             return 1;
         }
-        OHalDevice* own = nullptr;
-        if (hal.OHalInitDevice(0, &own) != ORVA_SIM_OK) {
-            return 2;
-        }
-        const int32_t sent = hal.OHalDataQueueWriteBufferLong(own, down(0), "from child", 10, 0);
-        hal.OHalFreeDevice(own);
-        return sent == 10 ? 0 : 3;
+        return withOwnHandle(0, [&](OHalDevice* own) {
+            return hal.OHalDataQueueWriteBufferLong(own, down(0), "from child", 10, 0) == 10 ? 0 : 3;
+        });
     });
     go.send();
     EXPECT_EQ(receive(0, 10000), "from child");
@@ -324,16 +295,13 @@ TEST_F(Queues, QueueLockBelongsToOneProcessAtATime) {
 
     const auto childAcquires = [&] {
         return runInChild([&] {
-            OHalDevice* own = nullptr;
-            if (hal.OHalInitDevice(0, &own) != ORVA_SIM_OK) {
-                return 10;
-            }
-            const int32_t status = hal.OHalDataQueueAcquireLock(own, down(0));
-            if (status == ORVA_SIM_OK) {
-                hal.OHalDataQueueReleaseLock(own, down(0));
-            }
-            hal.OHalFreeDevice(own);
-            return status == ORVA_SIM_OK ? 0 : status == ORVA_SIM_ERR_BUSY ? 1 : 2;
+            return withOwnHandle(0, [&](OHalDevice* own) {
+                const int32_t status = hal.OHalDataQueueAcquireLock(own, down(0));
+                if (status == ORVA_SIM_OK) {
+                    hal.OHalDataQueueReleaseLock(own, down(0));
+                }
+                return status == ORVA_SIM_OK ? 0 : status == ORVA_SIM_ERR_BUSY ? 1 : 2;
+            });
         });
     };
     EXPECT_EQ(childAcquires(), 1) << "busy while the parent owns the queue";

@@ -15,30 +15,23 @@ namespace {
 
 class SharedState : public SimTest {};
 
-TEST_F(SharedState, ValueWrittenByAChildProcessIsReadByTheParent) {
+TEST_F(SharedState, ValueWrittenByAChildProcessIsReadByTheParentAndOutlivesTheHandles) {
     OHalDevice* device = open(0);
     writeRegister(device, "Scratch", 1);
     const int32_t scratch = registerNumber(device, "Scratch");
 
-    const int code = runInChild([&] {
-        OHalDevice* own = nullptr;
-        if (hal.OHalInitDevice(0, &own) != ORVA_SIM_OK) {
-            return 1;
-        }
-        const int32_t status = hal.OHalRegisterWrite(own, scratch, 0xC0FFEE, 0x42);
-        hal.OHalFreeDevice(own);
-        return status == ORVA_SIM_OK ? 0 : 2;
-    });
-    ASSERT_EQ(code, 0);
+    ASSERT_EQ(runInChild([&] {
+                  return withOwnHandle(
+                      0, [&](OHalDevice* own) { return hal.OHalRegisterWrite(own, scratch, 0xC0FFEE, 0x42); });
+              }),
+              ORVA_SIM_OK);
     EXPECT_EQ(readRegister(device, "Scratch"), 0x4200C0FFEEull);
-}
 
-TEST_F(SharedState, ValueSurvivesClosingAndReopeningTheBoard) {
-    OHalDevice* device = nullptr;
-    ASSERT_EQ(hal.OHalInitDevice(3, &device), ORVA_SIM_OK);
-    writeRegister(device, "Scratch", 0x5A5A);
-    ASSERT_EQ(hal.OHalFreeDevice(device), ORVA_SIM_OK);
-
+    // The board keeps it while no handle is open.
+    OHalDevice* closing = nullptr;
+    ASSERT_EQ(hal.OHalInitDevice(3, &closing), ORVA_SIM_OK);
+    writeRegister(closing, "Scratch", 0x5A5A);
+    ASSERT_EQ(hal.OHalFreeDevice(closing), ORVA_SIM_OK);
     EXPECT_EQ(readRegister(open(3), "Scratch"), 0x5A5Au);
 }
 
@@ -64,9 +57,8 @@ TEST_F(SharedState, ResetStartsTheBoardAnewUnderOpenHandles) {
     ASSERT_EQ(orva_sim_reset(), ORVA_SIM_OK) << orva_sim_last_error();
     EXPECT_EQ(readRegister(device, "Scratch"), 0u);
     EXPECT_EQ(orva_sim_get_power(0, 1), ORVA_SIM_POWER_ON) << "the default set-up powers board 0 at load";
-}
 
-TEST_F(SharedState, ResetKeepsTheScenarioLoadedLast) {
+    // A reset keeps the scenario loaded last.
     load(R"({"boards":[{"index":5,"type":"0xB61","serial":9,"design":"gige","ports":1}]})");
     ASSERT_EQ(orva_sim_reset(), ORVA_SIM_OK);
     orva_sim_board_info boards[4]{};
@@ -113,21 +105,6 @@ TEST_F(SharedState, ScenarioWithoutABoardDropsItsOpenHandles) {
     EXPECT_EQ(hal.OHalInitDevice(3, &none), ORVA_SIM_ERR_NO_SUCH_BOARD);
 }
 
-TEST_F(SharedState, ScenarioFileOfTheEnvironmentIsLoadedOnFirstOpen) {
-    const std::string path = ::testing::TempDir() + ns + ".json";
-    {
-        std::ofstream file(path);
-        file << R"({"boards":[{"index":2,"type":2648,"serial":77,"design":"cameralink","ports":1}]})";
-    }
-    setEnvironment("ORVA_SIM_SCENARIO", path);
-    OHalDevice* device = open(2);
-    EXPECT_EQ(hal.OHalGetBoardInfoInt(device, "board/serial"), 77);
-    EXPECT_EQ(hal.OHalGetBoardInfoInt(device, "board/type"), 0xA58);
-    OHalDevice* missing = nullptr;
-    EXPECT_EQ(hal.OHalInitDevice(0, &missing), ORVA_SIM_ERR_NO_SUCH_BOARD);
-    std::remove(path.c_str());
-}
-
 TEST_F(SharedState, BrokenScenarioFileKeepsBoardsClosedAndSaysWhy) {
     setEnvironment("ORVA_SIM_SCENARIO", "/nonexistent/scenario.json");
     OHalDevice* device = nullptr;
@@ -137,15 +114,12 @@ TEST_F(SharedState, BrokenScenarioFileKeepsBoardsClosedAndSaysWhy) {
     EXPECT_EQ(hal.Gb_InitEx(0, nullptr, 0), nullptr);
 }
 
-TEST_F(SharedState, ProcessesOpeningAFreshNamespaceAtOnceShareOneBoard) {
-    // Whoever of them creates the namespace, every child must land on the
-    // same board: each pushes its number into one FIFO register.
-    const std::string path = ::testing::TempDir() + ns + ".json";
-    {
-        std::ofstream file(path);
-        file << R"({"boards":[{"index":0,"type":"0xA64","serial":1,"design":"diagnostic","ports":1}]})";
-    }
-    setEnvironment("ORVA_SIM_SCENARIO", path);
+TEST_F(SharedState, ProcessesOpeningAFreshNamespaceAtOnceShareOneBoardOfTheScenarioFile) {
+    // The scenario file of the environment is loaded on the first open.
+    // Whoever of the children does that, every child must land on the same
+    // board: each pushes its number into one FIFO register.
+    setEnvironment("ORVA_SIM_SCENARIO",
+                   writeFile(R"({"boards":[{"index":0,"type":2660,"serial":77,"design":"diagnostic","ports":1}]})"));
     DsgDesign* design = nullptr;
     ASSERT_EQ(hal.DsgLoadDsgFileWithType(&design, "diagnostic", 0), ORVA_SIM_OK);
     const int32_t fifo = hal.DsgGetRegisterByName(design, "EventFifo");
@@ -160,13 +134,7 @@ TEST_F(SharedState, ProcessesOpeningAFreshNamespaceAtOnceShareOneBoard) {
             if (!go.wait()) {
                 return 1;
             }
-            OHalDevice* device = nullptr;
-            if (hal.OHalInitDevice(0, &device) != ORVA_SIM_OK) {
-                return 2;
-            }
-            const int32_t status = hal.OHalRegisterWrite(device, fifo, i + 1, 0);
-            hal.OHalFreeDevice(device);
-            return status == ORVA_SIM_OK ? 0 : 3;
+            return withOwnHandle(0, [&](OHalDevice* own) { return hal.OHalRegisterWrite(own, fifo, i + 1, 0); });
         }));
     }
     for (uint32_t i = 0; i < kChildren; ++i) {
@@ -182,7 +150,10 @@ TEST_F(SharedState, ProcessesOpeningAFreshNamespaceAtOnceShareOneBoard) {
         seen |= uint64_t{1} << readRegister(device, "EventFifo");
     }
     EXPECT_EQ(seen, 0b11110u);
-    std::remove(path.c_str());
+    EXPECT_EQ(hal.OHalGetBoardInfoInt(device, "board/serial"), 77);
+    EXPECT_EQ(hal.OHalGetBoardInfoInt(device, "board/type"), 0xA64);
+    OHalDevice* missing = nullptr;
+    EXPECT_EQ(hal.OHalInitDevice(1, &missing), ORVA_SIM_ERR_NO_SUCH_BOARD) << "only the file's boards exist";
 }
 
 } // namespace

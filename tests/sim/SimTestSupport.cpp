@@ -5,7 +5,9 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <cstdio>
 #include <cstdlib>
+#include <fstream>
 #include <stdexcept>
 
 namespace orva::simtest {
@@ -30,44 +32,12 @@ template <class T> void bind(void* library, const char* name, T& slot) {
 
 BoardLibraries loadLibraries() {
     BoardLibraries l{};
-    void* dsg = openLibrary("dsgrt");
-    void* hal = openLibrary("orva_hal");
-    void* gb = openLibrary("gblib5");
-#define BIND(library, name) bind(library, #name, l.name)
-    BIND(dsg, DsgGetRegisterByName);
-    BIND(dsg, DsgLoadDsgFileWithType);
-    BIND(dsg, DsgUnloadDsgFile);
-    BIND(hal, OHalInitDevice);
-    BIND(hal, OHalFreeDevice);
-    BIND(hal, OHalRegisterRead);
-    BIND(hal, OHalRegisterWrite);
-    BIND(hal, OHalGetBoardIndex);
-    BIND(hal, OHalGetBoardInfoInt);
-    BIND(hal, OHalDataQueueReadBufferLong);
-    BIND(hal, OHalDataQueueWriteBufferLong);
-    BIND(hal, OHalDataQueueReadBuffer);
-    BIND(hal, OHalDataQueueWriteBuffer);
-    BIND(hal, OHalDataQueueGetNrOfWords);
-    BIND(hal, OHalDataQueueClear);
-    BIND(hal, OHalDataQueueFlush);
-    BIND(hal, OHalDataQueueAcquireLock);
-    BIND(hal, OHalDataQueueReleaseLock);
-    BIND(hal, OHalClSerInit);
-    BIND(hal, OHalClSerSetBaudrate);
-    BIND(hal, OHalGetCameraStatusExtended);
-    BIND(hal, OHalCameraCtrlIsAvailable);
-    BIND(hal, OHalCameraCtrlReset);
-    BIND(hal, OHalCameraCtrlSetPortMap);
-    BIND(hal, OHalCameraCtrlSetPortPowerState);
-    BIND(hal, OHalCameraCtrlSetPortDataPathState);
-    BIND(hal, OHalCameraCtrlSetPortDataPathSpeed);
-    BIND(hal, OHalCameraCtrlSetPortCxpStandardVersion);
-    BIND(hal, OHalCameraCtrlSetPortCxpLedState);
-    BIND(hal, OHalReadFirmware);
-    BIND(gb, Gb_InitEx);
-    BIND(gb, Gb_FreeGrabber);
-    BIND(gb, Gb_FreeLibraries);
-#undef BIND
+    void* dsgrt = openLibrary("dsgrt");
+    void* orva_hal = openLibrary("orva_hal");
+    void* gblib5 = openLibrary("gblib5");
+#define ORVA_SIMTEST_BIND(library, name) bind(library, #name, l.name);
+    ORVA_SIMTEST_BOARD_FUNCTIONS(ORVA_SIMTEST_BIND)
+#undef ORVA_SIMTEST_BIND
     return l;
 }
 
@@ -116,6 +86,9 @@ void SimTest::TearDown() {
     for (OHalDevice* device : devices_) {
         hal.OHalFreeDevice(device);
     }
+    for (const std::string& file : files_) {
+        std::remove(file.c_str());
+    }
     setEnvironment("ORVA_SIM_NAMESPACE", ns);
     EXPECT_EQ(orva_sim_destroy(), ORVA_SIM_OK) << orva_sim_last_error();
 }
@@ -161,6 +134,23 @@ uint64_t SimTest::readRegister(OHalDevice* device, const char* name) {
     EXPECT_EQ(hal.OHalRegisterRead(device, static_cast<uint32_t>(number), &value), ORVA_SIM_OK)
         << orva_sim_last_error();
     return value;
+}
+
+int SimTest::withOwnHandle(uint32_t board, const std::function<int(OHalDevice*)>& body) {
+    OHalDevice* own = nullptr;
+    if (hal.OHalInitDevice(board, &own) != ORVA_SIM_OK) {
+        return 100;
+    }
+    const int result = body(own);
+    hal.OHalFreeDevice(own);
+    return result;
+}
+
+std::string SimTest::writeFile(const std::string& text) {
+    const std::string path = ::testing::TempDir() + ns + "-" + std::to_string(files_.size()) + ".json";
+    std::ofstream(path) << text;
+    files_.push_back(path);
+    return path;
 }
 
 Signal::Signal() {

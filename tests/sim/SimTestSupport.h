@@ -19,42 +19,47 @@ namespace orva::simtest {
 using OHalFreeDevice_t = int32_t (*)(OHalDevice*);
 using DsgUnloadDsgFile_t = int32_t (*)(DsgDesign*);
 
-// The three board libraries of <build>/lib, opened with dlopen and bound by
-// name like the real ones.
+// The functions of the three board libraries of <build>/lib, by library.
+#define ORVA_SIMTEST_BOARD_FUNCTIONS(X)                                                                                \
+    X(dsgrt, DsgGetRegisterByName)                                                                                     \
+    X(dsgrt, DsgLoadDsgFileWithType)                                                                                   \
+    X(dsgrt, DsgUnloadDsgFile)                                                                                         \
+    X(orva_hal, OHalInitDevice)                                                                                        \
+    X(orva_hal, OHalFreeDevice)                                                                                        \
+    X(orva_hal, OHalRegisterRead)                                                                                      \
+    X(orva_hal, OHalRegisterWrite)                                                                                     \
+    X(orva_hal, OHalGetBoardIndex)                                                                                     \
+    X(orva_hal, OHalGetBoardInfoInt)                                                                                   \
+    X(orva_hal, OHalDataQueueReadBufferLong)                                                                           \
+    X(orva_hal, OHalDataQueueWriteBufferLong)                                                                          \
+    X(orva_hal, OHalDataQueueReadBuffer)                                                                               \
+    X(orva_hal, OHalDataQueueWriteBuffer)                                                                              \
+    X(orva_hal, OHalDataQueueGetNrOfWords)                                                                             \
+    X(orva_hal, OHalDataQueueClear)                                                                                    \
+    X(orva_hal, OHalDataQueueFlush)                                                                                    \
+    X(orva_hal, OHalDataQueueAcquireLock)                                                                              \
+    X(orva_hal, OHalDataQueueReleaseLock)                                                                              \
+    X(orva_hal, OHalClSerInit)                                                                                         \
+    X(orva_hal, OHalClSerSetBaudrate)                                                                                  \
+    X(orva_hal, OHalGetCameraStatusExtended)                                                                           \
+    X(orva_hal, OHalCameraCtrlIsAvailable)                                                                             \
+    X(orva_hal, OHalCameraCtrlReset)                                                                                   \
+    X(orva_hal, OHalCameraCtrlSetPortMap)                                                                              \
+    X(orva_hal, OHalCameraCtrlSetPortPowerState)                                                                       \
+    X(orva_hal, OHalCameraCtrlSetPortDataPathState)                                                                    \
+    X(orva_hal, OHalCameraCtrlSetPortDataPathSpeed)                                                                    \
+    X(orva_hal, OHalCameraCtrlSetPortCxpStandardVersion)                                                               \
+    X(orva_hal, OHalCameraCtrlSetPortCxpLedState)                                                                      \
+    X(orva_hal, OHalReadFirmware)                                                                                      \
+    X(gblib5, Gb_InitEx)                                                                                               \
+    X(gblib5, Gb_FreeGrabber)                                                                                          \
+    X(gblib5, Gb_FreeLibraries)
+
+// The board libraries, opened with dlopen and bound by name like the real ones.
 struct BoardLibraries {
-    DsgGetRegisterByName_t DsgGetRegisterByName;
-    DsgLoadDsgFileWithType_t DsgLoadDsgFileWithType;
-    DsgUnloadDsgFile_t DsgUnloadDsgFile;
-    OHalInitDevice_t OHalInitDevice;
-    OHalFreeDevice_t OHalFreeDevice;
-    OHalRegisterRead_t OHalRegisterRead;
-    OHalRegisterWrite_t OHalRegisterWrite;
-    OHalGetBoardIndex_t OHalGetBoardIndex;
-    OHalGetBoardInfoInt_t OHalGetBoardInfoInt;
-    OHalDataQueueReadBufferLong_t OHalDataQueueReadBufferLong;
-    OHalDataQueueWriteBufferLong_t OHalDataQueueWriteBufferLong;
-    OHalDataQueueReadBuffer_t OHalDataQueueReadBuffer;
-    OHalDataQueueWriteBuffer_t OHalDataQueueWriteBuffer;
-    OHalDataQueueGetNrOfWords_t OHalDataQueueGetNrOfWords;
-    OHalDataQueueClear_t OHalDataQueueClear;
-    OHalDataQueueFlush_t OHalDataQueueFlush;
-    OHalDataQueueAcquireLock_t OHalDataQueueAcquireLock;
-    OHalDataQueueReleaseLock_t OHalDataQueueReleaseLock;
-    OHalClSerInit_t OHalClSerInit;
-    OHalClSerSetBaudrate_t OHalClSerSetBaudrate;
-    OHalGetCameraStatusExtended_t OHalGetCameraStatusExtended;
-    OHalCameraCtrlIsAvailable_t OHalCameraCtrlIsAvailable;
-    OHalCameraCtrlReset_t OHalCameraCtrlReset;
-    OHalCameraCtrlSetPortMap_t OHalCameraCtrlSetPortMap;
-    OHalCameraCtrlSetPortPowerState_t OHalCameraCtrlSetPortPowerState;
-    OHalCameraCtrlSetPortDataPathState_t OHalCameraCtrlSetPortDataPathState;
-    OHalCameraCtrlSetPortDataPathSpeed_t OHalCameraCtrlSetPortDataPathSpeed;
-    OHalCameraCtrlSetPortCxpStandardVersion_t OHalCameraCtrlSetPortCxpStandardVersion;
-    OHalCameraCtrlSetPortCxpLedState_t OHalCameraCtrlSetPortCxpLedState;
-    OHalReadFirmware_t OHalReadFirmware;
-    Gb_InitEx_t Gb_InitEx;
-    Gb_FreeGrabber_t Gb_FreeGrabber;
-    Gb_FreeLibraries_t Gb_FreeLibraries;
+#define ORVA_SIMTEST_SLOT(library, name) name##_t name;
+    ORVA_SIMTEST_BOARD_FUNCTIONS(ORVA_SIMTEST_SLOT)
+#undef ORVA_SIMTEST_SLOT
 };
 
 // Loaded once per process; a missing library or name fails the test.
@@ -77,12 +82,18 @@ protected:
     // The register's number on the board of `device`, written / read.
     void writeRegister(OHalDevice* device, const char* name, uint64_t value);
     uint64_t readRegister(OHalDevice* device, const char* name);
+    // For a child process: runs `body` on a handle of its own to `board`,
+    // freed afterwards; 100 if the board can't be opened.
+    int withOwnHandle(uint32_t board, const std::function<int(OHalDevice*)>& body);
+    // Writes `text` to a file of the test's own, removed at its end.
+    std::string writeFile(const std::string& text);
 
     const BoardLibraries& hal = boardLibraries();
     std::string ns;
 
 private:
     std::vector<OHalDevice*> devices_;
+    std::vector<std::string> files_;
 };
 
 // The tests change the environment only from their main thread, while no

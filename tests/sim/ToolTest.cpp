@@ -36,21 +36,6 @@ protected:
         result.exitCode = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
         return result;
     }
-    std::string writeFile(const std::string& text) {
-        std::string path = ::testing::TempDir() + ns + ".json";
-        std::ofstream(path) << text;
-        files_.push_back(path);
-        return path;
-    }
-    void TearDown() override {
-        for (const auto& f : files_) {
-            std::remove(f.c_str());
-        }
-        SimTest::TearDown();
-    }
-
-private:
-    std::vector<std::string> files_;
 };
 
 TEST_F(Tool, LoadsAScenarioAndListsItsBoards) {

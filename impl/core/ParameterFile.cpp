@@ -16,7 +16,7 @@ namespace {
 // must not take the dump down.
 constexpr int kMaxCategoryDepth = 32;
 // No feature line is this long; a longer one is junk, not a value.
-constexpr std::size_t kMaxLineBytes = 64 * 1024;
+constexpr std::size_t kMaxLineBytes = std::size_t{64} * 1024;
 
 std::string ValueText(const genapi::Node& node) {
     std::ostringstream text;

@@ -249,7 +249,6 @@ int32_t cameraCtrlSetPortMap(OHalDevice* device, uint32_t lowWord, uint32_t high
 // Power states of the camera control interface: 2 switches a port's supply
 // on, 1 (and 0, the state after a reset) off; there is no other state.
 constexpr uint32_t kCameraCtrlPowerOn = 2;
-constexpr uint32_t kCameraCtrlPowerOff = 1;
 
 int32_t cameraCtrlSetPortPower(OHalDevice* device, uint32_t port, uint32_t state) noexcept {
     return statusOf([&]() -> int32_t {

@@ -182,7 +182,7 @@ void Walk(TgxCameraHandle* camera, const Description& description, const std::st
         entry["error"] = status;
     }
     if (!json) {
-        std::cout << std::string(2 * depth, ' ') << name << " [" << KindName(kind) << ']';
+        std::cout << std::string(std::size_t{2} * depth, ' ') << name << " [" << KindName(kind) << ']';
         if (entry.contains("value")) {
             std::cout << " = "
                       << (entry["value"].is_string() ? entry["value"].get<std::string>() : entry["value"].dump());

@@ -48,7 +48,7 @@ bool ParseHexBytes(const std::string& text, std::vector<uint8_t>& out) {
     return true;
 }
 
-int Report(const GlobalOptions& options, int32_t status, nlohmann::json result, const std::string& text) {
+int Report(const GlobalOptions& options, int32_t status, const nlohmann::json& result, const std::string& text) {
     if (status != TGX_OK) {
         std::cerr << "tgx: " << StatusText(status) << '\n';
         return 1;

@@ -152,10 +152,13 @@ std::string DescriptionOfZipSize(size_t zipBytes, std::vector<uint8_t>& zip) {
 
 // Args: gtxIf of the design, 10 (register path) or 16 (queue path); the
 // largest control packet the port may use (CXP::MaxControlPacketSize), 0 for
-// its default. The camera takes packets of up to 1024 bytes.
+// its default; the camera's answer time per packet in µs (its default is
+// 20). The camera takes packets of up to 1024 bytes. Each packet is a round
+// trip, so the camera's answer time bounds the rate whatever the driver does.
 void BM_FetchZippedDescription(benchmark::State& state) {
     const bool queuePath = state.range(0) == 16;
     const int64_t packetSize = state.range(1);
+    const int64_t latencyUs = state.range(2);
     std::vector<uint8_t> zip;
     const std::string xml = DescriptionOfZipSize(kZipBytes, zip);
     if (zip.empty()) {
@@ -173,8 +176,8 @@ void BM_FetchZippedDescription(benchmark::State& state) {
     const std::string scenario = std::string(R"({"boards":[{"index":0,"type":"0xA64","serial":1,"design":")") +
                                  (queuePath ? "cxp-queue-1" : "cxp-dual-1") +
                                  R"(","ports":1,"portPower":"on","cameras":[{"model":"cxp-camera","ports":[0],
-      "params":{"descriptionFile":")" +
-                                 zipFile + R"(","descriptionFormat":"zip"}}]}]})";
+      "params":{"latencyUs":)" + std::to_string(latencyUs) +
+                                 R"(,"descriptionFile":")" + zipFile + R"(","descriptionFormat":"zip"}}]}]})";
     if (orva_sim_load_text(scenario.c_str()) != ORVA_SIM_OK) {
         state.SkipWithError(orva_sim_last_error());
         return;
@@ -209,10 +212,11 @@ void BM_FetchZippedDescription(benchmark::State& state) {
 } // namespace
 
 BENCHMARK(BM_FetchZippedDescription)
-    ->ArgNames({"gtxIf", "maxControlPacket"})
-    ->Args({10, 0})
-    ->Args({16, 0})
-    ->Args({16, 1024})
+    ->ArgNames({"gtxIf", "maxControlPacket", "cameraUs"})
+    ->Args({10, 0, 20})
+    ->Args({16, 0, 20})
+    ->Args({16, 1024, 20})
+    ->Args({16, 0, 5})
     ->Unit(benchmark::kMillisecond)
     ->Iterations(3);
 

@@ -89,23 +89,23 @@ template <class Frame> int32_t CollectLinkGroups(Frame& frame, TgxBoardHandle* b
         }
         ++saved;
 
-        uint32_t value = 0;
-        if (const int32_t status = ReadProperty(camera, kStreamPacketSize, &value); status != TGX_OK) {
-            return frame.Fail(ReadFailure(kStreamPacketSize), status);
+        // The group's values, in the order they are read.
+        const struct {
+            const PropertyName& name;
+            void (CxpLinkConfiguration::*set)(uint32_t, uint32_t);
+        } groupValues[] = {
+            {kStreamPacketSize, &CxpLinkConfiguration::SetStreamPacketSize},
+            {kLinkSpeed, &CxpLinkConfiguration::SetSpeed},
+            {kNrOfLinks, &CxpLinkConfiguration::SetLinkCount},
+            {kMasterId, &CxpLinkConfiguration::SetMasterId},
+        };
+        for (const auto& entry : groupValues) {
+            uint32_t value = 0;
+            if (const int32_t status = ReadProperty(camera, entry.name, &value); status != TGX_OK) {
+                return frame.Fail(ReadFailure(entry.name), status);
+            }
+            (document.*entry.set)(i, value);
         }
-        document.SetStreamPacketSize(i, value);
-        if (const int32_t status = ReadProperty(camera, kLinkSpeed, &value); status != TGX_OK) {
-            return frame.Fail(ReadFailure(kLinkSpeed), status);
-        }
-        document.SetSpeed(i, value);
-        if (const int32_t status = ReadProperty(camera, kNrOfLinks, &value); status != TGX_OK) {
-            return frame.Fail(ReadFailure(kNrOfLinks), status);
-        }
-        document.SetLinkCount(i, value);
-        if (const int32_t status = ReadProperty(camera, kMasterId, &value); status != TGX_OK) {
-            return frame.Fail(ReadFailure(kMasterId), status);
-        }
-        document.SetMasterId(i, value);
 
         for (uint32_t k = 0; k < document.GetLinkCount(i); ++k) {
             uint32_t link = k;

@@ -6,6 +6,7 @@
 // sim/README.md lists its parameters and faults.
 
 #include "CxpDescription.h"
+#include "CxpRegisterSpace.h"
 #include "Device.h"
 
 #include <array>

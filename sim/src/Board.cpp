@@ -109,7 +109,8 @@ layout::FaultSlot* findFault(layout::PortSlot& port, std::string_view name) {
 
 // ---- BoardAccess ----
 
-BoardAccess::BoardAccess(Board& board, SharedLock& lock) : board_(board), lock_(lock), block_(*board.block_) {}
+BoardAccess::BoardAccess(Board& board, SharedLock& lock)
+    : board_(board), lock_(lock), block_(*board.block_), enteredNs_(monotonicNs()) {}
 
 uint64_t BoardAccess::nowNs() const {
     return monotonicNs();
@@ -277,6 +278,10 @@ void DeviceContext::tripPort(uint32_t link) {
 
 uint64_t DeviceContext::nowNs() const {
     return board_.nowNs();
+}
+
+uint64_t DeviceContext::hostCallNs() const {
+    return board_.enteredNs();
 }
 
 // ---- Board ----

@@ -28,6 +28,9 @@ public:
 
     layout::BoardBlock& block() { return block_; }
     uint64_t nowNs() const;
+    // When the call that holds this access came in: what the host did in
+    // it happened then, however long the model takes to play it out.
+    uint64_t enteredNs() const { return enteredNs_; }
     SharedLock& lock() { return lock_; }
 
     // Port slot of a port of this board; throws ORVA_SIM_ERR_NO_SUCH_PORT.
@@ -57,6 +60,7 @@ private:
     Board& board_;
     SharedLock& lock_;
     layout::BoardBlock& block_;
+    uint64_t enteredNs_;
 };
 
 // A process's handle on one simulated board: a mapping of the board's shared

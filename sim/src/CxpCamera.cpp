@@ -1097,12 +1097,14 @@ void CxpCamera::onHostData(DeviceContext& ctx, uint32_t link, Channel channel, s
         }
     }
 
-    // An answer's time counts from the command's arrival: the camera's own
-    // work is part of its answer time, and the time this model takes to do
-    // that work on the host's processor must not add to it.
+    // An answer's time counts from the host's sending of the command: the
+    // camera's own work is part of its answer time, and the time the board
+    // and camera models take to play that work out on the host's processor
+    // must not add to it.
+    const uint64_t arrivedNs = ctx.hostCallNs();
     const auto send = [&](std::vector<uint8_t> ackBytes, uint64_t delayNs) {
         const auto wire = cxp::framePacket(tagged ? cxp::PacketType::TaggedAck : cxp::PacketType::Ack, ackBytes);
-        const uint64_t readyNs = now + delayNs + wireTimeNs(wire.size(), connection.speed);
+        const uint64_t readyNs = arrivedNs + delayNs + wireTimeNs(wire.size(), connection.speed);
         const uint64_t sentNs = ctx.nowNs();
         ctx.sendToHost(link, Channel::Control, wire, readyNs > sentNs ? readyNs - sentNs : 0);
         ++s.acks;

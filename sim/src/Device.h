@@ -48,6 +48,9 @@ public:
     // The camera's persistent memory, zero-filled at scenario load.
     std::span<uint8_t> memory();
     uint64_t nowNs() const;
+    // When the host's call that brought the current event came in; a
+    // camera's answer time counts from there.
+    uint64_t hostCallNs() const;
     // The port's over-current protection fires: its power goes to tripped.
     void tripPort(uint32_t link);
 

@@ -17,23 +17,17 @@ namespace wire = cxp::wire;
 constexpr uint32_t kRegisterPath = 10;
 constexpr uint32_t kQueuePath = 16;
 
-class RegisterPath : public FakeBoardTest {
+// A port of the given path, made after the tweaks of SetUp.
+template <uint32_t kNumber, uint32_t kGtxIf> class Path : public FakeBoardTest {
 protected:
     void SetUp() override {
         FakeBoardTest::SetUp();
-        port = MakePort(0, kRegisterPath);
+        port = MakePort(kNumber, kGtxIf);
     }
     std::unique_ptr<CCxpPort> port;
 };
-
-class QueuePath : public FakeBoardTest {
-protected:
-    void SetUp() override {
-        FakeBoardTest::SetUp();
-        port = MakePort(1, kQueuePath);
-    }
-    std::unique_ptr<CCxpPort> port;
-};
+using RegisterPath = Path<0, kRegisterPath>;
+using QueuePath = Path<1, kQueuePath>;
 
 TEST_F(RegisterPath, ReadOfFourBytesAtConnectionConfigurationWritesTheseRows) {
     FakeCxp_SetMemory(0, 0x4014, 0x00020038);
@@ -209,16 +203,6 @@ TEST_F(RegisterPath, OnePacketOutlastsFourWaitsAtMost) {
     EXPECT_EQ(FakeCxp_CommandCount(0), 3u);
 }
 
-TEST_F(RegisterPath, PayloadBeyondTheRoomIsCutToTheRoom) {
-    Answer(0, {DataAck({wire::ToWire(1), wire::ToWire(2), wire::ToWire(3)}, true)});
-    std::array<uint8_t, 8> read{};
-    read.fill(0xEE);
-    EXPECT_EQ(port->ReadMem(0x10000, read.data(), 4, 200), 0);
-    EXPECT_EQ(wire::LoadBigEndian32(read.data()), 1u);
-    EXPECT_EQ(read[4], 0xEE);
-    EXPECT_EQ(FakeCxp_CommandCount(0), 1u);
-}
-
 TEST_F(RegisterPath, CameraErrorsEndTheAccessWithoutResending) {
     std::array<uint8_t, 4> read{};
     Answer(0, {{0x40404040}});
@@ -292,8 +276,6 @@ TEST_F(RegisterPath, NodeMapAccessGoesThroughTheSameChannel) {
     const auto value = wire::StoreBigEndian32(2048);
     port->Write(value.data(), 0x10000, 4);
     EXPECT_EQ(FakeCxp_GetMemory(0, 0x10000), 2048u);
-    EXPECT_EQ(port->GetNodeMapReadTimeoutMs(), 200u);
-    EXPECT_EQ(port->GetNodeMapWriteTimeoutMs(), 200u);
 }
 
 TEST_F(RegisterPath, ValidAddressesAreTheLinkRegisters) {

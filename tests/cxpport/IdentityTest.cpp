@@ -67,14 +67,12 @@ protected:
     }
 };
 
-TEST_F(Identity, CameraOfRevisionOneIsNeitherNegotiatedNorTagged) {
+TEST_F(Identity, IdentityStringsAndTheDesignsStreamPacketSize) {
     Camera(kRevision10);
     auto port = MakePort(0, 16);
     port->SaveCameraInfo();
     auto& info = Info(*port);
     EXPECT_EQ(info.GetRevision(), kRevision10);
-    EXPECT_EQ(info.GetVersionsSupported(), 0u);
-    EXPECT_EQ(info.GetVersionUsed(), 0u);
     EXPECT_STREQ(info.GetDeviceName(), "orva-sim");
     EXPECT_STREQ(info.GetModelName(), "cxp-camera");
     EXPECT_STREQ(info.GetManufacturerInfo(), "simulated camera");
@@ -83,69 +81,80 @@ TEST_F(Identity, CameraOfRevisionOneIsNeitherNegotiatedNorTagged) {
     EXPECT_STREQ(info.GetUserId(), "left");
     EXPECT_STREQ(info.GetFirmwareVersion(), "1.0.0");
     EXPECT_EQ(info.GetControlPacketSizeLimit(), 1024u);
-    EXPECT_EQ(port->GetCameraRevision(), kRevision10);
-
-    const auto accesses = Accesses(0, true);
-    EXPECT_FALSE(Touched(accesses, 0x4044, false));
-    EXPECT_FALSE(Touched(accesses, 0x4048, true));
-    EXPECT_TRUE(Touched(accesses, 0x2090, false));
-    EXPECT_TRUE(std::none_of(accesses.begin(), accesses.end(), [](const Access& a) { return a.tagged; }));
-    EXPECT_TRUE(ControlCalls("Version", 0).empty());
-    EXPECT_FALSE(port->GetTagMode());
     EXPECT_EQ(FakeCxp_GetMemory(0, 0x4010), 0x800u) << "the design's stream packet size";
     EXPECT_NE(LogSinceStart().find("Found orva-sim cxp-camera on link 0"), std::string::npos);
 }
 
-TEST_F(Identity, CameraOfTwoPointZeroThatOffersOnlyOnePointOne) {
-    Camera(kRevision20, 2);
-    auto port = MakePort(0, 16);
-    port->SaveCameraInfo();
-    EXPECT_EQ(Info(*port).GetVersionsSupported(), 2u);
-    EXPECT_EQ(Info(*port).GetVersionUsed(), 0x10001u);
-    EXPECT_EQ(FakeCxp_GetMemory(0, 0x4048), 0x10001u);
-    EXPECT_EQ(ControlCalls("Version", 0), (std::vector<uint32_t>{2}));
-    EXPECT_FALSE(port->GetTagMode());
-    EXPECT_FALSE(Touched(Accesses(0, true), 0x2090, false)) << "no firmware version register at 2.0";
-    EXPECT_STREQ(Info(*port).GetFirmwareVersion(), "");
+struct Negotiation {
+    const char* what;
+    uint32_t revision;
+    uint32_t versions;
+    uint32_t gtxIf;
+    bool extensions;
+    int32_t firmwareStatus; // of the firmware's version call
+    uint32_t used;          // in the record and told to the camera
+    std::vector<uint32_t> firmwareCalls;
+    bool tagged;
+    const char* log;
+};
+
+TEST_F(Identity, VersionNegotiationAndTags) {
+    const Negotiation cases[] = {
+        {"1.0 camera", kRevision10, 0, 16, true, 0, 0, {}, false, ""},
+        {"2.0 camera offering only 1.1", kRevision20, 2, 16, true, 0, 0x10001, {2}, false, ""},
+        {"2.0 on the register path", kRevision20, 6, 10, true, 0, 0x20000, {3}, false, ""},
+        {"2.0 on the queue path", kRevision20, 6, 16, true, 0, 0x20000, {3}, true, ""},
+        {"2.0 without extensions", kRevision20, 6, 16, false, 0, 0x10001, {2}, false, ""},
+        {"2.0 offering neither, without extensions",
+         kRevision20,
+         4,
+         16,
+         false,
+         0,
+         0,
+         {},
+         false,
+         "Version Supported does not include either CXP 1.1 or CXP 2.0"},
+        {"firmware refusing 2.0",
+         kRevision20,
+         6,
+         16,
+         true,
+         -10,
+         0x10001,
+         {3, 2},
+         false,
+         "Failed to set Version in the Firmware: 3 Error code: -10"},
+    };
+    for (const Negotiation& c : cases) {
+        SCOPED_TRACE(c.what);
+        FakeCxp_Reset();
+        SetTweak("ORVA_CXP_ENABLE_CXP2_EXTENSIONS", c.extensions ? "On" : "Off");
+        FakeCxp_SetControlStatus("Version", c.firmwareStatus);
+        Camera(c.revision, c.versions);
+        auto port = MakePort(0, c.gtxIf);
+        port->SaveCameraInfo();
+        EXPECT_EQ(Info(*port).GetVersionsSupported(), c.versions);
+        EXPECT_EQ(Info(*port).GetVersionUsed(), c.used);
+        EXPECT_EQ(FakeCxp_GetMemory(0, 0x4048), c.used);
+        EXPECT_EQ(ControlCalls("Version", 0), c.firmwareCalls);
+        EXPECT_EQ(port->GetTagMode(), c.tagged);
+        const auto accesses = Accesses(0, c.gtxIf == 16);
+        EXPECT_EQ(std::any_of(accesses.begin(), accesses.end(), [](const Access& a) { return a.tagged; }), c.tagged);
+        EXPECT_EQ(Touched(accesses, 0x2090, false), c.revision < kRevision20) << "no firmware version from 2.0 on";
+        EXPECT_EQ(Touched(accesses, 0x4044, false), c.revision >= kRevision20) << "no versions before 2.0";
+        EXPECT_NE(LogSinceStart().find(c.log), std::string::npos) << c.log;
+    }
 }
 
-TEST_F(Identity, WithoutExtensionsATwoPointZeroCameraRunsAsOnePointOneOrNotAtAll) {
-    SetTweak("ORVA_CXP_ENABLE_CXP2_EXTENSIONS", "Off");
+TEST_F(Identity, FirstTaggedPacketReadsTheVersionUsed) {
     Camera(kRevision20, 6);
     auto port = MakePort(0, 16);
     port->SaveCameraInfo();
-    EXPECT_EQ(Info(*port).GetVersionUsed(), 0x10001u);
-    EXPECT_FALSE(port->GetTagMode());
-
-    FakeCxp_SetMemory(0, 0x4044, 4);
-    FakeCxp_SetMemory(0, 0x4048, 0);
-    port->SaveCameraInfo();
-    EXPECT_EQ(Info(*port).GetVersionUsed(), 0u);
-    EXPECT_EQ(FakeCxp_GetMemory(0, 0x4048), 0u);
-    EXPECT_NE(LogSinceStart().find("Version Supported does not include either CXP 1.1 or CXP 2.0"), std::string::npos);
-}
-
-TEST_F(Identity, TwoPointZeroOnTheRegisterPathHasNoTags) {
-    Camera(kRevision20, 6);
-    auto port = MakePort(0, 10);
-    port->SaveCameraInfo();
-    EXPECT_EQ(Info(*port).GetVersionUsed(), 0x20000u);
-    EXPECT_EQ(ControlCalls("Version", 0), (std::vector<uint32_t>{3}));
-    EXPECT_FALSE(port->GetTagMode());
-    const auto accesses = Accesses(0, false);
-    EXPECT_TRUE(std::none_of(accesses.begin(), accesses.end(), [](const Access& a) { return a.tagged; }));
-}
-
-TEST_F(Identity, TwoPointZeroOnTheQueuePathTurnsTagsOn) {
-    Camera(kRevision20, 6);
-    auto port = MakePort(0, 16);
-    port->SaveCameraInfo();
-    EXPECT_EQ(Info(*port).GetVersionUsed(), 0x20000u);
-    EXPECT_TRUE(port->GetTagMode());
     const auto accesses = Accesses(0, true);
     const auto firstTagged = std::find_if(accesses.begin(), accesses.end(), [](const Access& a) { return a.tagged; });
     ASSERT_NE(firstTagged, accesses.end());
-    EXPECT_EQ(firstTagged->address, 0x4048u) << "the first tagged packet reads the version used";
+    EXPECT_EQ(firstTagged->address, 0x4048u);
     EXPECT_FALSE(firstTagged->write);
     EXPECT_EQ(firstTagged->tagWord, 0u);
     EXPECT_TRUE(std::all_of(firstTagged, accesses.end(), [](const Access& a) { return a.tagged; }));
@@ -163,17 +172,6 @@ TEST_F(Identity, CameraThatFailsTheTaggedReadGoesOnWithoutTags) {
     const auto accesses = Accesses(0, true);
     EXPECT_FALSE(accesses.back().tagged);
     EXPECT_STREQ(Info(*port).GetDeviceName(), "orva-sim") << "the rest of the identity is read";
-}
-
-TEST_F(Identity, FirmwareThatRefusesTwoPointZeroFallsBackToOnePointOne) {
-    Camera(kRevision20, 6);
-    FakeCxp_SetControlStatus("Version", -10);
-    auto port = MakePort(0, 16);
-    port->SaveCameraInfo();
-    EXPECT_EQ(ControlCalls("Version", 0), (std::vector<uint32_t>{3, 2}));
-    EXPECT_EQ(Info(*port).GetVersionUsed(), 0x10001u) << "the camera is told 1.1 all the same";
-    EXPECT_FALSE(port->GetTagMode());
-    EXPECT_NE(LogSinceStart().find("Failed to set Version in the Firmware: 3 Error code: -10"), std::string::npos);
 }
 
 TEST_F(Identity, CameraWithASmallerControlPacketLowersThePorts) {

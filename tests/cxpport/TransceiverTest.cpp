@@ -27,8 +27,6 @@ TEST_F(Transceivers, ConstructionHoldsTheCoreAndLeavesTheLedAtNoLink) {
     EXPECT_EQ(port->GetLinkSpeed(), CCxpPort::kUnknown);
     EXPECT_FALSE(port->IsConnected());
     EXPECT_EQ(port->GetLinkIndex(), 2u);
-    EXPECT_EQ(port->GetMasterId(), CCxpPort::kUnknown);
-    EXPECT_EQ(port->GetAppletMasterId(), CCxpPort::kUnknown);
     EXPECT_EQ(port->GetAppletPort(), 1u);
     EXPECT_EQ(port->GetStreamPacketSize(), 2048u);
     port.reset();

@@ -23,6 +23,12 @@ std::string TextOf(const std::shared_ptr<ManagedDataArray>& array) {
     return {reinterpret_cast<const char*>(array->data()), array->size()};
 }
 
+// Where the central directory begins, as the end record says.
+uint32_t DirectoryOf(const std::vector<uint8_t>& zip) {
+    const size_t end = zip.size() - 22;
+    return zip[end + 16] | (zip[end + 17] << 8);
+}
+
 const std::string kXml =
     "<?xml version=\"1.0\"?><RegisterDescription>" + std::string(3000, 'x') + "</RegisterDescription>";
 
@@ -109,8 +115,7 @@ TEST(ZipDataReader, EntryThatRunsPastTheBlockIsRefused) {
     auto zip = MakeZip({{"cam.xml", kXml, 8}});
     // The central record (at the stated offset) claims more compressed bytes
     // than the block holds.
-    const size_t end = zip.size() - 22;
-    const uint32_t directory = zip[end + 16] | (zip[end + 17] << 8);
+    const uint32_t directory = DirectoryOf(zip);
     zip[directory + 20] = 0xFF;
     zip[directory + 21] = 0xFF;
     zip[directory + 22] = 0x0F;
@@ -121,8 +126,7 @@ TEST(ZipDataReader, EntryThatRunsPastTheBlockIsRefused) {
     EXPECT_EQ(status, ZipStatus::Truncated);
 
     auto badLocal = MakeZip({{"cam.xml", kXml, 8}});
-    const size_t badEnd = badLocal.size() - 22;
-    const uint32_t badDirectory = badLocal[badEnd + 16] | (badLocal[badEnd + 17] << 8);
+    const uint32_t badDirectory = DirectoryOf(badLocal);
     badLocal[badDirectory + 42] = 0x00; // local header offset beyond the block
     badLocal[badDirectory + 45] = 0x40;
     ZipDataReader badReader(ArrayOf(badLocal));
@@ -133,8 +137,7 @@ TEST(ZipDataReader, EntryThatRunsPastTheBlockIsRefused) {
 TEST(ZipDataReader, DamagedOrCutDeflateDataIsADataError) {
     auto zip = MakeZip({{"cam.xml", kXml, 8}});
     // Cut the deflate stream short by declaring fewer compressed bytes.
-    const size_t end = zip.size() - 22;
-    const uint32_t directory = zip[end + 16] | (zip[end + 17] << 8);
+    const uint32_t directory = DirectoryOf(zip);
     zip[directory + 20] = 10;
     zip[directory + 21] = 0;
     zip[directory + 22] = 0;

@@ -55,31 +55,28 @@ inline std::vector<uint8_t> MakeZip(const std::vector<ZipEntry>& entries) {
         const auto stated = static_cast<uint32_t>(entry.statedSize < 0 ? entry.text.size() : entry.statedSize);
         const uint32_t crc =
             crc32(0, reinterpret_cast<const Bytef*>(entry.text.data()), static_cast<uInt>(entry.text.size()));
+        // From the flags to the extra field's length, both records agree.
+        const auto common = [&](std::vector<uint8_t>& out) {
+            Put16(out, 0);
+            Put16(out, entry.method);
+            Put32(out, 0);
+            Put32(out, crc);
+            Put32(out, static_cast<uint32_t>(data.size()));
+            Put32(out, stated);
+            Put16(out, static_cast<uint32_t>(entry.name.size()));
+            Put16(out, 0);
+        };
         const auto offset = static_cast<uint32_t>(zip.size());
         Put32(zip, 0x04034B50);
         Put16(zip, 20);
-        Put16(zip, 0);
-        Put16(zip, entry.method);
-        Put32(zip, 0);
-        Put32(zip, crc);
-        Put32(zip, static_cast<uint32_t>(data.size()));
-        Put32(zip, stated);
-        Put16(zip, static_cast<uint32_t>(entry.name.size()));
-        Put16(zip, 0);
+        common(zip);
         zip.insert(zip.end(), entry.name.begin(), entry.name.end());
         zip.insert(zip.end(), data.begin(), data.end());
 
         Put32(directory, 0x02014B50);
         Put16(directory, 20);
         Put16(directory, 20);
-        Put16(directory, 0);
-        Put16(directory, entry.method);
-        Put32(directory, 0);
-        Put32(directory, crc);
-        Put32(directory, static_cast<uint32_t>(data.size()));
-        Put32(directory, stated);
-        Put16(directory, static_cast<uint32_t>(entry.name.size()));
-        Put16(directory, 0);
+        common(directory);
         Put16(directory, 0);
         Put16(directory, 0);
         Put16(directory, 0);

@@ -7,11 +7,9 @@
 #include <zlib.h>
 
 #include <bit>
-#include <chrono>
 #include <cstdio>
 #include <fstream>
 #include <iterator>
-#include <thread>
 
 namespace orva::cxpsimtest {
 namespace {
@@ -157,7 +155,7 @@ protected:
 TEST_F(Bootstrap, IdentityStringsComeFromTheParameters) {
     loadCameras({R"({"revision":"1.1","deviceName":"Vendor A","modelName":"Model B","manufacturerInfo":"Info C",
                     "deviceVersion":"Version D","firmwareVersion":"Firmware E","serialNumber":"SN-F","userId":"G"})"});
-    EXPECT_EQ(read32(0, 0x0000), 0xC0A79AE5u);
+    EXPECT_EQ(read32(0, 0x0000), kMagic);
     // The whole block of strings in one read: every field at its place,
     // zero-padded to its size.
     const auto block = readBlock(0, 0x2000, 0xD0, 0xD0);
@@ -292,11 +290,7 @@ TEST_F(Bootstrap, DescribedRegistersHoldTheirDefaultsAndCommandsAct) {
     EXPECT_EQ(write32(0, 0x10010, 1), kAckFinal);
     EXPECT_EQ(read32(0, 0x10020), 1u) << "acquiring from the command on";
     // The command's register clears itself once the camera is done with it.
-    const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(5);
-    while (read32(0, 0x10010) != 0u && std::chrono::steady_clock::now() < deadline) {
-        std::this_thread::sleep_for(std::chrono::milliseconds(1));
-    }
-    EXPECT_EQ(read32(0, 0x10010), 0u) << "a command reads back as done";
+    EXPECT_TRUE(eventually([&] { return read32(0, 0x10010) == 0u; }, 5000)) << "a command reads back as done";
     EXPECT_EQ(write32(0, 0x10014, 1), kAckFinal);
     EXPECT_EQ(read32(0, 0x10020), 0u);
 }
@@ -305,10 +299,8 @@ TEST_F(Bootstrap, DefaultSetUpCamerasOnTheQueuePath) {
     OHalDevice* device = open(0);
     startQueuePort(device, 2);
     // The camera of one link on port 2: revision 1.1, plain description.
-    EXPECT_EQ(exchangeByQueue(device, 2, commandBody(false, 0x0004, 4)),
-              (std::vector<uint32_t>{3, kAckWithData, swap32(4), swap32(0x00010001)}));
-    EXPECT_EQ(exchangeByQueue(device, 2, commandBody(false, 0x4018, 4)),
-              (std::vector<uint32_t>{3, kAckWithData, swap32(4), swap32(connectionConfig(1, 5000))}));
+    EXPECT_EQ(exchangeByQueue(device, 2, commandBody(false, 0x0004, 4)), queueDataAck(0x00010001));
+    EXPECT_EQ(exchangeByQueue(device, 2, commandBody(false, 0x4018, 4)), queueDataAck(connectionConfig(1, 5000)));
     const auto name = exchangeByQueue(device, 2, commandBody(false, 0x2020, 16));
     ASSERT_EQ(name.size(), 7u);
     std::string model;

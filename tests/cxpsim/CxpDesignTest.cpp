@@ -5,6 +5,7 @@
 
 #include <gmock/gmock.h>
 
+#include <algorithm>
 #include <fstream>
 
 namespace orva::cxpsimtest {
@@ -43,69 +44,34 @@ protected:
         return true;
     }
 
-    // The transceiver interface and number of ports a host reads from the
-    // names of a design on a board of a given group.
-    std::pair<uint32_t, uint32_t> detect(uint32_t group) {
-        const auto any = [&](const std::string& base) {
-            for (uint32_t p = 0; p < 4; ++p) {
-                if (has(board, base + std::to_string(p))) {
-                    return true;
-                }
-            }
-            return false;
-        };
-        const bool drp = any("CxpTransceiverGtxDrpAddress_") && any("CxpTransceiverGtxDrpWriteData_");
-        if (group == 1 && drp) {
-            return {1, 4};
-        }
-        if (group == 2) {
-            if (drp) {
-                return {2, 4};
-            }
-            if (has(board, "CxpTransceiverGtxSetBitRateDone") && has(board, "CxpTransceiverGtxSetBitRate_0")) {
-                const uint32_t gtxIf = has(board, "CxpTransceiverRxStatus") ? 6 : 3;
-                uint32_t ports = 1;
-                if (has(board, "CxpTransceiverGtxSetBitRate_1")) {
-                    ports = hasPorts("CxpTransceiverGtxSetBitRate_", 4) ? 4 : 2;
-                }
-                return {gtxIf, ports};
-            }
-        }
-        if (group == 3 && has(board, "CxpTransceiverStatus_0")) {
-            const bool dual = has(board, "CxpTransceiverDownLinkBitRate_0");
-            if (!dual && hal.OHalCameraCtrlIsAvailable(board) != 0) {
-                return {0, 0};
-            }
-            const auto both = [&](uint32_t p) {
-                return has(board, "CxpTransceiverStatus_" + std::to_string(p)) &&
-                       (!dual || has(board, "CxpTransceiverDownLinkBitRate_" + std::to_string(p)));
-            };
-            uint32_t ports = 1;
-            if (both(1)) {
-                ports = both(2) && both(3) ? 4 : 2;
-            }
-            return {dual ? 10u : 16u, ports};
-        }
-        return {0, 0};
-    }
-
     OHalDevice* board = nullptr;
 };
 
-uint32_t groupOf(const char* type) {
-    const uint32_t t = static_cast<uint32_t>(std::stoul(type, nullptr, 16));
-    if (t >= 0xA51 && t <= 0xA5A) {
-        return 1;
-    }
-    if ((t >= 0x750 && t <= 0x759) || t == 0x7510 || t == 0x7511 || t == 0x7540 || t == 0x7541 || t == 0x7591) {
-        return 2;
-    }
-    return 3;
-}
-
-TEST_P(Designs, HostFindsItsInterfaceAndPortsByName) {
+// A host tells the transceiver interfaces apart by these names, and counts
+// the ports by the last per-port register there is.
+TEST_P(Designs, TransceiverRegistersTellTheInterfaceAndThePorts) {
     const DesignCase& c = GetParam();
-    EXPECT_EQ(detect(groupOf(c.type)), std::make_pair(c.gtxIf, c.ports));
+    const struct {
+        std::vector<uint32_t> interfaces;
+        const char* name;
+        bool perPort;
+    } names[] = {
+        {{1, 2}, "CxpTransceiverGtxDrpAddress_", true}, {{1, 2}, "CxpTransceiverGtxDrpWriteData_", true},
+        {{1, 2}, "CxpTransceiverRxResetDone", false},   {{1}, "CxpTransceiverRxPlllDet", false},
+        {{2}, "CxpTransceiverGtxDrpReady", false},      {{1, 2, 6}, "CxpTransceiverGtxRxReset", false},
+        {{3, 6}, "CxpTransceiverGtxSetBitRate_", true}, {{3, 6}, "CxpTransceiverGtxSetBitRateDone", false},
+        {{6}, "CxpTransceiverRxStatus", false},         {{10, 16}, "CxpTransceiverStatus_", true},
+        {{10}, "CxpTransceiverDownLinkBitRate_", true}, {{10}, "CxpTransceiverUpLinkBitRate_", true},
+    };
+    for (const auto& n : names) {
+        const bool expected = std::find(n.interfaces.begin(), n.interfaces.end(), c.gtxIf) != n.interfaces.end();
+        if (n.perPort) {
+            EXPECT_EQ(hasPorts(n.name, c.ports), expected) << n.name;
+            EXPECT_FALSE(has(board, n.name + std::to_string(c.ports))) << n.name;
+        } else {
+            EXPECT_EQ(has(board, n.name), expected) << n.name;
+        }
+    }
 }
 
 TEST_P(Designs, EveryPortHasItsControlAndPowerRegisters) {

@@ -52,6 +52,16 @@ std::vector<uint32_t> queueCommand(std::span<const uint32_t> body, bool tagged) 
     return words;
 }
 
+std::vector<uint32_t> dataAck(uint32_t value) {
+    std::vector<uint32_t> ack{kAckWithData, swap32(4), swap32(value)};
+    ack.push_back(packetCrc(ack));
+    return ack;
+}
+
+std::vector<uint32_t> queueDataAck(uint32_t value) {
+    return {3, kAckWithData, swap32(4), swap32(value)};
+}
+
 uint32_t connectionConfig(uint32_t links, uint32_t speedMbps) {
     const uint32_t speeds[] = {1250, 2500, 3125, 5000, 6250, 10000, 12500};
     for (uint32_t i = 0; i < 7; ++i) {

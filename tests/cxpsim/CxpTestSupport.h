@@ -52,6 +52,14 @@ std::vector<Row> registerRows(std::span<const uint32_t> body, bool tagged = fals
 // The words a host queues on the queue path: header, then `body`.
 std::vector<uint32_t> queueCommand(std::span<const uint32_t> body, bool tagged = false);
 
+// The camera's magic value, read at 0x0000.
+constexpr uint32_t kMagic = 0xC0A79AE5;
+
+// The acknowledge of a 4-byte read of `value`: on the register path with
+// its CRC, on the queue path behind its header.
+std::vector<uint32_t> dataAck(uint32_t value);
+std::vector<uint32_t> queueDataAck(uint32_t value);
+
 // Connection configuration word.
 uint32_t connectionConfig(uint32_t links, uint32_t speedMbps);
 

@@ -16,9 +16,22 @@
 #include <string>
 #include <unordered_map>
 
+#include <gtest/gtest.h>
+
 #include "core/genapi/RegisterPort.h"
 
 namespace orva::test {
+
+// The text of the E that `work` throws; a failure of the test if none.
+template <class E, class Work> std::string ThrownText(Work work) {
+    try {
+        work();
+    } catch (const E& e) {
+        return e.what();
+    }
+    ADD_FAILURE() << "no exception";
+    return {};
+}
 
 class MemoryPort : public core::genapi::IRegisterPort {
 public:

@@ -63,7 +63,6 @@ struct Board {
     std::map<std::string, int32_t> controlStatus;
     std::map<uint32_t, int32_t> queueLockStatus;
     std::vector<uint32_t> queueLocks;
-    int32_t boardIndex = 0;
     Port ports[kPorts];
 };
 
@@ -244,8 +243,7 @@ FAKE_EXPORT int32_t OHalInitDevice(uint32_t, OHalDevice** device) {
 }
 
 FAKE_EXPORT int32_t OHalGetBoardIndex(OHalDevice*, int32_t) {
-    std::lock_guard<std::mutex> lock(gMutex);
-    return State().boardIndex;
+    return 0;
 }
 
 FAKE_EXPORT int32_t OHalRegisterRead(OHalDevice*, uint32_t reg, uint64_t* value) {
@@ -533,11 +531,6 @@ FAKE_EXPORT uint32_t FakeCxp_QueueLocksHeld(uint32_t* out, uint32_t max) {
         std::copy_n(locks.begin(), std::min<size_t>(max, locks.size()), out);
     }
     return static_cast<uint32_t>(locks.size());
-}
-
-FAKE_EXPORT void FakeCxp_SetBoardIndex(int32_t index) {
-    std::lock_guard<std::mutex> lock(gMutex);
-    State().boardIndex = index;
 }
 
 // ---- dsgrt (built into libdsgrt.so, which links this library) ----

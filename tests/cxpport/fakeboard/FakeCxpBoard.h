@@ -57,6 +57,4 @@ uint32_t FakeCxp_QueueReadTimeouts(uint32_t port, uint32_t* out, uint32_t max);
 // Queue locks: the status AcquireLock gives for `queue`, and the locks held.
 void FakeCxp_SetQueueLockStatus(uint32_t queue, int32_t status);
 uint32_t FakeCxp_QueueLocksHeld(uint32_t* out, uint32_t max);
-
-void FakeCxp_SetBoardIndex(int32_t index);
 }

@@ -8,9 +8,11 @@
 #include <cstdio>
 #include <cstdlib>
 #include <fstream>
+#include <map>
 #include <nlohmann/json.hpp>
 #include <sstream>
 #include <string>
+#include <vector>
 
 #include "orva_sim.h"
 
@@ -91,6 +93,35 @@ TEST_F(TgxProcess, ABoardConfigurationOpensAsAProfile) {
         EXPECT_EQ(camera["state"], "connected") << profile.out;
         EXPECT_FALSE(camera["serialNumber"].get<std::string>().empty());
     }
+}
+
+// The tree as JSON: each feature with its type, its access and its value.
+TEST_F(TgxProcess, FeaturesShowTypeAccessAndValue) {
+    const Result result = Tgx("--json features");
+    ASSERT_EQ(result.exitCode, 0);
+    std::map<std::string, nlohmann::json> byName;
+    std::vector<nlohmann::json> pending = {nlohmann::json::parse(result.out)};
+    while (!pending.empty()) {
+        const nlohmann::json level = pending.back();
+        pending.pop_back();
+        for (const auto& entry : level) {
+            byName[entry["name"].get<std::string>()] = entry;
+            if (entry.contains("features")) {
+                pending.push_back(entry["features"]);
+            }
+        }
+    }
+    ASSERT_EQ(byName.count("Width"), 1U) << result.out;
+    EXPECT_EQ(byName["Width"]["type"], "IInteger");
+    EXPECT_EQ(byName["Width"]["access"], "RW");
+    EXPECT_GT(byName["Width"]["value"].get<int64_t>(), 0);
+    EXPECT_EQ(byName["DeviceSerialNumber"]["access"], "RO") << "a read-only register";
+    EXPECT_EQ(byName["PayloadSize"]["access"], "RO") << "a formula";
+    EXPECT_EQ(byName["PayloadSize"]["value"].get<int64_t>(),
+              byName["Width"]["value"].get<int64_t>() * byName["Height"]["value"].get<int64_t>())
+        << "Mono8: one byte a pixel";
+    EXPECT_EQ(byName["PixelFormat"]["value"], "Mono8");
+    EXPECT_FALSE(byName["AcquisitionStart"].contains("value")) << "a command has nothing to read";
 }
 
 } // namespace

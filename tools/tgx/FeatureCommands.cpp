@@ -3,6 +3,7 @@
 #include <nlohmann/json.hpp>
 #include <optional>
 #include <string>
+#include <string_view>
 
 #include <map>
 #include <rapidxml/rapidxml.hpp>
@@ -57,27 +58,63 @@ Kind KindOfElement(const std::string& tag) {
 struct FeatureInfo {
     Kind kind = Kind::Other;
     std::vector<std::string> features; // of a category
+    // What the description says of its access: an imposed mode, a
+    // register's own mode, the node the value comes from, a formula.
+    std::string imposedAccess;
+    std::string registerAccess;
+    std::string valueFrom;
+    bool formula = false;
 };
 
 using Description = std::map<std::string, FeatureInfo>;
 
-// Reads the named elements below the root; throws rapidxml::parse_error on a
-// broken text.
+// Groups nest in principle; no description nests them this deep.
+constexpr int kMaxGroupDepth = 8;
+
+// One named element of a description.
+void ReadNode(const rapidxml::xml_node<>& node, const rapidxml::xml_attribute<>& name, Description& out) {
+    FeatureInfo& info = out[std::string(name.value(), name.value_size())];
+    const std::string tag(node.name(), node.name_size());
+    info.kind = KindOfElement(tag);
+    for (auto* child = node.first_node("pFeature"); child != nullptr; child = child->next_sibling("pFeature")) {
+        info.features.emplace_back(child->value(), child->value_size());
+    }
+    const auto text = [&](const char* element) {
+        const rapidxml::xml_node<>* child = node.first_node(element);
+        return child != nullptr ? std::string(child->value(), child->value_size()) : std::string();
+    };
+    info.imposedAccess = text("ImposedAccessMode");
+    info.registerAccess = text("AccessMode");
+    info.valueFrom = text("pValue");
+    if (info.valueFrom.empty()) {
+        info.valueFrom = text("pValueDefault");
+    }
+    info.formula = tag == "SwissKnife" || tag == "IntSwissKnife";
+}
+
+// The named elements below `parent`, and those of the <Group> elements in
+// it, which only gather nodes for the reader's eye.
+void ReadNodes(const rapidxml::xml_node<>& parent, Description& out, int depth = 0) {
+    for (auto* node = parent.first_node(); node != nullptr; node = node->next_sibling()) {
+        if (node->type() != rapidxml::node_element) {
+            continue;
+        }
+        if (const rapidxml::xml_attribute<>* name = node->first_attribute("Name")) {
+            ReadNode(*node, *name, out);
+        } else if (std::string_view(node->name(), node->name_size()) == "Group" && depth < kMaxGroupDepth) {
+            ReadNodes(*node, out, depth + 1);
+        }
+    }
+}
+
+// Reads the named elements of a description; throws rapidxml::parse_error on
+// a broken text.
 Description ReadDescription(std::string text) {
     rapidxml::xml_document<> document;
     document.parse<0>(text.data());
     Description out;
-    const rapidxml::xml_node<>* root = document.first_node();
-    for (auto* node = root != nullptr ? root->first_node() : nullptr; node != nullptr; node = node->next_sibling()) {
-        const rapidxml::xml_attribute<>* name = node->first_attribute("Name");
-        if (name == nullptr) {
-            continue;
-        }
-        FeatureInfo& info = out[std::string(name->value(), name->value_size())];
-        info.kind = KindOfElement(std::string(node->name(), node->name_size()));
-        for (auto* child = node->first_node("pFeature"); child != nullptr; child = child->next_sibling("pFeature")) {
-            info.features.emplace_back(child->value(), child->value_size());
-        }
+    if (const rapidxml::xml_node<>* root = document.first_node()) {
+        ReadNodes(*root, out);
     }
     return out;
 }
@@ -168,26 +205,57 @@ std::optional<Description> Structure(TgxCameraHandle* camera) {
 // Categories may name each other in a ring; the walk stops at this depth.
 constexpr int kMaxDepth = 32;
 
+// The access the description gives a feature, following its value to the
+// register: "RO" or "RW" (a feature whose value the node map holds itself is
+// RW). What the camera's state locks or hides at run time shows in the
+// reads; this is what the description says alone.
+std::string DescribedAccess(const Description& description, const std::string& name, int depth = 0) {
+    const auto it = description.find(name);
+    if (it == description.end() || depth > kMaxDepth) {
+        return "RW";
+    }
+    const FeatureInfo& info = it->second;
+    if (!info.imposedAccess.empty()) {
+        return info.imposedAccess;
+    }
+    if (!info.registerAccess.empty()) {
+        return info.registerAccess;
+    }
+    if (info.formula) {
+        return "RO";
+    }
+    return info.valueFrom.empty() ? "RW" : DescribedAccess(description, info.valueFrom, depth + 1);
+}
+
 void Walk(TgxCameraHandle* camera, const Description& description, const std::string& name, int depth,
           nlohmann::json& out, bool json) {
     const auto it = description.find(name);
     const Kind kind = it != description.end() ? it->second.kind : Kind::Other;
     nlohmann::json entry = {{"name", name}, {"type", KindName(kind)}};
-    int32_t status = TGX_OK;
-    if (auto value = ReadValue(camera, name, kind, status)) {
-        entry["value"] = *value;
-    } else if (status == TGX_ERR_FEATURE_WRITE_ONLY) {
-        entry["access"] = "WO";
-    } else if (status != TGX_OK) {
-        entry["error"] = status;
+    if (kind != Kind::Category) {
+        int32_t status = TGX_OK;
+        if (auto value = ReadValue(camera, name, kind, status)) {
+            entry["value"] = *value;
+            entry["access"] = DescribedAccess(description, name);
+        } else if (status == TGX_ERR_FEATURE_WRITE_ONLY) {
+            entry["access"] = "WO";
+        } else if (status != TGX_OK) {
+            // Not implemented, not available now, or the camera didn't answer.
+            entry["access"] = "NA";
+            entry["error"] = status;
+        } else {
+            entry["access"] = DescribedAccess(description, name); // a command: nothing to read
+        }
     }
     if (!json) {
-        std::cout << std::string(std::size_t{2} * depth, ' ') << name << " [" << KindName(kind) << ']';
+        std::cout << std::string(std::size_t{2} * depth, ' ') << name << " [" << KindName(kind);
+        if (entry.contains("access")) {
+            std::cout << ", " << entry["access"].get<std::string>();
+        }
+        std::cout << ']';
         if (entry.contains("value")) {
             std::cout << " = "
                       << (entry["value"].is_string() ? entry["value"].get<std::string>() : entry["value"].dump());
-        } else if (entry.contains("access")) {
-            std::cout << " (write only)";
         }
         std::cout << '\n';
     }

@@ -9,6 +9,8 @@
 #include <stdexcept>
 #include <thread>
 
+#include "impl/core/Stopwatch.h"
+#include "impl/core/TweakValue.h"
 #include "impl/cxp/CCxpBufferRW.h"
 #include "impl/cxp/CxpPacket.h"
 #include "include/tgx_genicam.h"
@@ -117,31 +119,7 @@ constexpr uint32_t kStatusReadyBit = 49;
 
 constexpr uint32_t kHighSpeedFirst = 10000;
 
-uint64_t NowUs() {
-    orva::templates::platform::MonotonicTime now{};
-    if (orva::templates::platform::GetMonotonicTime(0, &now) != 0) {
-        return 0;
-    }
-    return static_cast<uint64_t>(now.seconds) * 1000000u + static_cast<uint64_t>(now.nanoseconds) / 1000u;
-}
-
-class Stopwatch {
-public:
-    Stopwatch() : start_(NowUs()) {}
-    uint64_t ElapsedUs() const { return NowUs() - start_; }
-    uint64_t ElapsedMs() const { return ElapsedUs() / 1000; }
-
-private:
-    uint64_t start_;
-};
-
-template <typename T> T Tweak(const char* key, T fallback) {
-    try {
-        return orva::templates::platform::GetTweakValue<T>(key);
-    } catch (const std::exception&) {
-        return fallback;
-    }
-}
+using orva::core::Stopwatch;
 
 uint32_t ClampControlPacketSize(uint32_t size, uint32_t limit) {
     return size == 0 || size > limit ? limit : size;
@@ -219,8 +197,8 @@ bool ParseHex32(std::string_view text, uint32_t& value) {
 
 CCxpPort::CCxpPort(uint32_t portNumber, uint32_t gtxIf, OHalDevice* device, DsgDesign* design)
     : portNumber_(portNumber), appletPort_(portNumber), design_(design), device_(device), gtxIf_(gtxIf) {
-    toleratedNitErrors_ = Tweak<uint32_t>("CXP::ToleratedNITErrorsPerPollingInterval", 5);
-    toleratedIntervals_ = Tweak<uint32_t>("CXP::ToleratedPollingIntervalsOverNITErrorThreshold", 30);
+    toleratedNitErrors_ = orva::core::TweakOr<uint32_t>("CXP::ToleratedNITErrorsPerPollingInterval", 5);
+    toleratedIntervals_ = orva::core::TweakOr<uint32_t>("CXP::ToleratedPollingIntervalsOverNITErrorThreshold", 30);
 
     if (IsQueuePath()) {
         for (uint32_t i = 0; i < dataQueues_.size(); ++i) {
@@ -260,15 +238,15 @@ CCxpPort::CCxpPort(uint32_t portNumber, uint32_t gtxIf, OHalDevice* device, DsgD
     SetCoreReset(kCoreHeld);
     SetLedMode(1);
 
-    commandAckTimeout_ = Tweak<uint32_t>("CXP::CommandAckTimeout", 500);
-    waitAfterLinkLockFound_ = Tweak<uint32_t>("CXP::WaitAfterLinkLockFound", 0);
-    skipRegisterCheck_ = Tweak<bool>("CXP::SkipRegisterCheckOnLinkConfig", false);
-    enableCxp2Extensions_ = Tweak<bool>("CXP::EnableCxp2Extensions", true);
+    commandAckTimeout_ = orva::core::TweakOr<uint32_t>("CXP::CommandAckTimeout", 500);
+    waitAfterLinkLockFound_ = orva::core::TweakOr<uint32_t>("CXP::WaitAfterLinkLockFound", 0);
+    skipRegisterCheck_ = orva::core::TweakOr<bool>("CXP::SkipRegisterCheckOnLinkConfig", false);
+    enableCxp2Extensions_ = orva::core::TweakOr<bool>("CXP::EnableCxp2Extensions", true);
     controlPacketSize_ =
-        ClampControlPacketSize(Tweak<uint32_t>("CXP::MaxControlPacketSize", 512), streamPacketSizeLimit_);
+        ClampControlPacketSize(orva::core::TweakOr<uint32_t>("CXP::MaxControlPacketSize", 512), streamPacketSizeLimit_);
 
     auto setting = [this](const char* name, const char* unit, uint32_t value) {
-        ORVA_LOG(GetLogger(), LevelInfo, "Using " << std::left << std::setw(51) << name << unit << value);
+        ORVA_LOG(GetLogger(), LevelInfo, orva::core::TweakLine(name, unit, value));
     };
     setting("ORVA_CXP_COMMAND_ACK_TIMEOUT", "(ms) = ", commandAckTimeout_);
     setting("ORVA_CXP_WAIT_AFTER_LINK_LOCK_FOUND", "(ms) = ", waitAfterLinkLockFound_);

@@ -9,7 +9,11 @@
 #include <set>
 #include <sstream>
 
+#include "impl/core/DesignRegisters.h"
 #include "impl/core/DiscoverySelector.h"
+#include "impl/core/PropertyArguments.h"
+#include "impl/core/Stopwatch.h"
+#include "impl/core/TweakValue.h"
 #include "include/tgx_genicam.h"
 #include "runtime/board/BoardForwarders.h"
 #include "runtime/logging/LogMessage.h"
@@ -52,9 +56,9 @@ constexpr uint32_t kLedConnected = 8;
 // Power stays off this long when a tripped port is cycled.
 constexpr uint32_t kTripPowerOffMs = 1;
 
-constexpr uint32_t kPropertyTypeUint32 = 1;
-constexpr uint32_t kPropertyTypeDouble = 2;
-constexpr uint32_t kPropertyTypeText = 3;
+using core::kPropertyTypeDouble;
+using core::kPropertyTypeText;
+using core::kPropertyTypeUint32;
 
 constexpr uint32_t Bit(uint32_t port) {
     return uint32_t{1} << port;
@@ -62,19 +66,6 @@ constexpr uint32_t Bit(uint32_t port) {
 
 constexpr uint32_t CameraIdOf(uint32_t masterId) {
     return masterId >> 16;
-}
-
-int64_t NowNs() {
-    return std::chrono::duration_cast<std::chrono::nanoseconds>(std::chrono::steady_clock::now().time_since_epoch())
-        .count();
-}
-
-template <typename T> T Tweak(const char* key, T fallback) {
-    try {
-        return templates::platform::GetTweakValue<T>(key);
-    } catch (const std::exception&) {
-        return fallback;
-    }
 }
 
 std::string PortName(const char* base, uint32_t port) {
@@ -89,9 +80,7 @@ std::string Hex(uint64_t value) {
 
 // "Using ORVA_CXP_...   (ms) = value", the names in one column.
 std::string KeyLine(const char* variable, bool milliseconds, uint64_t value) {
-    std::ostringstream text;
-    text << "Using " << std::left << std::setw(51) << variable << (milliseconds ? "(ms) = " : "     = ") << value;
-    return text.str();
+    return core::TweakLine(variable, milliseconds ? "(ms) = " : "     = ", value);
 }
 
 } // namespace
@@ -178,25 +167,21 @@ void CxpController::ReadTweaks() {
         {"CXP::ReadyThreadSleepTimeMs", "ORVA_CXP_READY_THREAD_SLEEP_TIME_MS", true, 5, &workerPeriodMs_},
     };
     for (const Row& row : rows) {
-        *row.field = Tweak<uint32_t>(row.key, row.fallback);
+        *row.field = core::TweakOr<uint32_t>(row.key, row.fallback);
         ORVA_LOG(logger_, LevelInfo, KeyLine(row.variable, row.milliseconds, *row.field));
     }
-    disablePowerOverCxp_ = Tweak<bool>("CXP::DisablePowerOverCxp", false);
+    disablePowerOverCxp_ = core::TweakOr<bool>("CXP::DisablePowerOverCxp", false);
     ORVA_LOG(logger_, LevelInfo, KeyLine("ORVA_CXP_DISABLE_POWER_OVER_CXP", false, disablePowerOverCxp_ ? 1 : 0));
     // Read for the record only: nothing here depends on them.
-    const bool useDefault = Tweak<bool>("CXP::UseConnectionConfigDefault", false);
+    const bool useDefault = core::TweakOr<bool>("CXP::UseConnectionConfigDefault", false);
     ORVA_LOG(logger_, LevelInfo, KeyLine("ORVA_CXP_USE_CONNECTION_CONFIG_DEFAULT", false, useDefault ? 1 : 0));
-    const bool receiveAck = Tweak<bool>("CXP::ReceiveAckPacketOnLinkConfig", false);
+    const bool receiveAck = core::TweakOr<bool>("CXP::ReceiveAckPacketOnLinkConfig", false);
     ORVA_LOG(logger_, LevelInfo,
              KeyLine("ORVA_CXP_RECEIVE_ACK_PACKET_AFTER_CAMERA_CONFIG_CHANGED", false, receiveAck ? 1 : 0));
 }
 
 int32_t CxpController::LookUp(const std::string& name) const {
-    if (design_ == nullptr) {
-        return 0;
-    }
-    const int32_t number = board::DsgGetRegisterByName(design_, name.c_str());
-    return number > 0 ? number : 0;
+    return core::LookUpRegister(design_, name);
 }
 
 void CxpController::DetectNrPorts() {
@@ -311,17 +296,7 @@ uint64_t CxpController::ReadDesignRegister(const char* name, bool& found) {
 }
 
 int32_t CxpController::ReadRegisterByName(const std::string& name, uint64_t& value) {
-    const int32_t number = LookUp(name);
-    if (number <= 0) {
-        return TGX_ERR_INVALID_COMMAND;
-    }
-    uint64_t read = 0;
-    const int32_t status = board::OHalRegisterRead(device_, static_cast<uint32_t>(number), &read);
-    if (status < 0) {
-        return status;
-    }
-    value = read;
-    return TGX_OK;
+    return core::ReadRegisterByName(device_, design_, name, value);
 }
 
 int32_t CxpController::ReadCameraWord(uint32_t port, uint32_t address, uint32_t& value) {
@@ -422,7 +397,7 @@ void CxpController::WorkerStep() {
             connectedMask_ &= ~lost;
         }
 
-        if (NowNs() >= nextScanTimeNs_) {
+        if (core::MonotonicNowNs() >= nextScanTimeNs_) {
             const uint32_t kept = connectedMask_;
             const uint32_t todo = AllPortsMask() & ~kept;
             uint32_t found = 0;
@@ -470,7 +445,7 @@ void CxpController::WorkerStep() {
                     }
                 }
             }
-            nextScanTimeNs_ = NowNs() + int64_t{kScanIntervalMs} * 1000000;
+            nextScanTimeNs_ = core::MonotonicNowNs() + int64_t{kScanIntervalMs} * 1000000;
         }
     }
     // Outside scanMutex, so that an event function may use the API: losses
@@ -510,7 +485,7 @@ int32_t CxpController::DiscoverCameras(uint32_t portMask, uint32_t speed, uint32
         // The ports of the mask are forgotten, and with them the other links
         // of their cameras.
         connectedMask_ &= ~WithWholeCameras(mask);
-        nextScanTimeNs_ = NowNs();
+        nextScanTimeNs_ = core::MonotonicNowNs();
     }
 
     {
@@ -1188,24 +1163,6 @@ const PropertyRow* FindProperty(const char* name) {
     return nullptr;
 }
 
-// Argument checks shared by every property, in their fixed order.
-int32_t CheckPropertyArguments(const void* value, uint32_t type, uint32_t wantedType, const uint32_t* extra,
-                               uint32_t nrPorts) {
-    if (value == nullptr) {
-        return TGX_ERR_INVALID_POINTER;
-    }
-    if (type != wantedType) {
-        return TGX_ERR_INVALID_DATA_TYPE;
-    }
-    if (extra == nullptr) {
-        return TGX_ERR_INVALID_ARGUMENT;
-    }
-    if (*extra >= nrPorts) {
-        return TGX_ERR_VALUE_OUT_OF_RANGE;
-    }
-    return TGX_OK;
-}
-
 } // namespace
 
 int32_t CxpController::GetBoardProperty(const char* name, void* value, uint32_t type, uint32_t* extra) {
@@ -1217,7 +1174,7 @@ int32_t CxpController::GetBoardProperty(const char* name, void* value, uint32_t 
         return TGX_ERR_NOT_IMPLEMENTED;
     }
     RecursiveMutexGuard guard(controllerMutex_);
-    const int32_t check = CheckPropertyArguments(value, type, row->type, extra, nrPorts_);
+    const int32_t check = core::CheckPortPropertyArguments(value, type, row->type, extra, nrPorts_);
     if (check != TGX_OK) {
         return check;
     }
@@ -1347,7 +1304,7 @@ int32_t CxpController::SetBoardProperty(const char* name, void* value, uint32_t 
     // that as a loss, so the worker waits meanwhile.
     std::lock_guard<std::mutex> scan(scanMutex_);
     RecursiveMutexGuard guard(controllerMutex_);
-    const int32_t check = CheckPropertyArguments(value, type, kPropertyTypeUint32, extra, nrPorts_);
+    const int32_t check = core::CheckPortPropertyArguments(value, type, kPropertyTypeUint32, extra, nrPorts_);
     if (check != TGX_OK) {
         return check;
     }

@@ -33,11 +33,11 @@ public:
 
     // Waits without limit. If the previous holder died, the lock is made
     // consistent and the caller holds it.
-    void lock() override;
+    void lock() override ACQUIRE();
     // Waits at most timeoutMs. False on timeout and when the previous holder
     // died (the lock is then repaired and free for the next attempt).
-    bool tryLock(uint32_t timeoutMs) override;
-    void unlock() override;
+    bool tryLock(uint32_t timeoutMs) override TRY_ACQUIRE(true);
+    void unlock() override RELEASE();
 
     const std::string& name() const { return name_; }
 

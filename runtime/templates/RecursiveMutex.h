@@ -4,12 +4,18 @@
 #include <cstdint>
 #include <mutex>
 
+#include "runtime/templates/ThreadSafety.h"
+
 namespace orva::templates::platform {
 
 // In-process mutex that the holding thread may take again. Satisfies the
 // standard Lockable requirements, so std::lock_guard and std::unique_lock
 // work with it. Thread-safe.
-class RecursiveMutex {
+//
+// The thread-safety analysis treats it as an exclusive capability: code that
+// re-enters it within one function is the exception the analysis can't see,
+// and says so where it does.
+class CAPABILITY("mutex") RecursiveMutex {
 public:
     RecursiveMutex();
     virtual ~RecursiveMutex();
@@ -19,9 +25,9 @@ public:
     RecursiveMutex(RecursiveMutex&&) = delete;
     RecursiveMutex& operator=(RecursiveMutex&&) = delete;
 
-    void lock();
-    void unlock();
-    bool try_lock();
+    void lock() ACQUIRE();
+    void unlock() RELEASE();
+    bool try_lock() TRY_ACQUIRE(true);
 
     // Entries of the holding thread; meaningful only to that thread.
     int32_t entryCount() const { return entries_; }

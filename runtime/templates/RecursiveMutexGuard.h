@@ -6,10 +6,10 @@
 namespace orva::templates::platform {
 
 // Holds a RecursiveMutex for its scope; acquires without time limit.
-class RecursiveMutexGuard : public patterns::Guard<RecursiveMutex*> {
+class SCOPED_CAPABILITY RecursiveMutexGuard : public patterns::Guard<RecursiveMutex*> {
 public:
-    explicit RecursiveMutexGuard(RecursiveMutex& mutex);
-    ~RecursiveMutexGuard() override;
+    explicit RecursiveMutexGuard(RecursiveMutex& mutex) ACQUIRE(mutex);
+    ~RecursiveMutexGuard() override RELEASE();
 };
 
 } // namespace orva::templates::platform

@@ -284,8 +284,16 @@ TGX_API int32_t Tgx_isCameraAvailable(TgxBoardHandle* board, uint32_t portIndex)
 /* As Tgx_isCameraAvailable(), by place in the camera list. */
 TGX_API int32_t Tgx_isCameraAvailableAtIndex(TgxBoardHandle* board, uint32_t index);
 
-/* Identity of the camera, refreshed from the port at each call. The record
- * and its texts belong to the camera handle; null for a null camera. */
+/* Identity of the camera, refreshed from the port at each call; null for a
+ * null camera. The record belongs to the camera handle; the texts belong to
+ * the board and stay valid until Tgx_freeBoard(), also after a refresh has
+ * replaced them. A refresh (this call on another thread) writes only the
+ * fields that changed, never clears the record, and the port's identity
+ * that it copies changes from one whole reading of the camera to the next.
+ * A field read while another thread refreshes gives the old or the new
+ * text, each whole, but fields read one after the other may come from
+ * different refreshes: copy them under a lock of your own if you need one
+ * consistent identity. */
 TGX_API const TgxCameraInfo* Tgx_getCameraInfo(TgxCameraHandle* camera);
 
 /* Reads the camera's identity anew. Returns TGX_ERR_NOT_IMPLEMENTED even

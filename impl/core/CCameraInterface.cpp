@@ -1,7 +1,8 @@
 #include "impl/core/CCameraInterface.h"
 
+#include <array>
+#include <atomic>
 #include <cstring>
-
 #include <fstream>
 #include <iterator>
 
@@ -313,24 +314,45 @@ const char* CCameraInterface::Keep(std::string text) {
     return stringPool_.insert(std::move(text)).first->c_str();
 }
 
+namespace {
+// Each field of the application's record and the getter it is filled from.
+struct InfoText {
+    const char* TgxCameraInfo::*field;
+    const char* (ICameraInfo::*get)() const;
+};
+constexpr std::array<InfoText, 8> kInfoTexts{{
+    {&TgxCameraInfo::deviceName, &ICameraInfo::GetDeviceName},
+    {&TgxCameraInfo::modelName, &ICameraInfo::GetModelName},
+    {&TgxCameraInfo::familyName, &ICameraInfo::GetFamilyName},
+    {&TgxCameraInfo::deviceVersion, &ICameraInfo::GetDeviceVersion},
+    {&TgxCameraInfo::firmwareVersion, &ICameraInfo::GetFirmwareVersion},
+    {&TgxCameraInfo::manufacturerInfo, &ICameraInfo::GetManufacturerInfo},
+    {&TgxCameraInfo::serialNumber, &ICameraInfo::GetSerialNumber},
+    {&TgxCameraInfo::userId, &ICameraInfo::GetUserId},
+}};
+} // namespace
+
 const TgxCameraInfo* CCameraInterface::RefreshInfo() {
-    std::lock_guard<std::mutex> lock(infoMutex_);
-    info_ = TgxCameraInfo{};
+    templates::platform::MutexLock lock(infoMutex_);
+    // Filled aside and stored field by field, only where it changed: another
+    // thread may be reading the record the application was given.
+    TgxCameraInfo fresh{};
     if (const ICameraInfo* record = port_ != nullptr ? port_->GetCameraInfo() : nullptr) {
-        info_.deviceName = record->GetDeviceName();
-        info_.modelName = record->GetModelName();
-        info_.familyName = record->GetFamilyName();
-        info_.deviceVersion = record->GetDeviceVersion();
-        info_.firmwareVersion = record->GetFirmwareVersion();
-        info_.manufacturerInfo = record->GetManufacturerInfo();
-        info_.serialNumber = record->GetSerialNumber();
-        info_.userId = record->GetUserId();
+        for (const InfoText& text : kInfoTexts) {
+            fresh.*text.field = (record->*text.get)();
+        }
+    }
+    for (const InfoText& text : kInfoTexts) {
+        std::atomic_ref<const char*> slot(info_.*text.field);
+        if (slot.load(std::memory_order_relaxed) != fresh.*text.field) {
+            slot.store(fresh.*text.field, std::memory_order_release);
+        }
     }
     return &info_;
 }
 
 void CCameraInterface::UpdateInfo() {
-    std::lock_guard<std::mutex> lock(infoMutex_);
+    templates::platform::MutexLock lock(infoMutex_);
     if (port_ != nullptr) {
         port_->UpdateCameraInfo();
     }

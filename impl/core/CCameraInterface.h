@@ -21,6 +21,7 @@
 #include "impl/core/IPortInterface.h"
 #include "include/tgx_genicam.h"
 #include "runtime/logging/Logger.h"
+#include "runtime/templates/Mutex.h"
 
 // The opaque handle type of the C interface.
 struct TgxCameraHandle {};
@@ -68,7 +69,9 @@ public:
     LinkRecord GetLink(uint32_t link) const;
 
     // The identity record handed to the application, refilled from the
-    // port's record first. The texts belong to the port.
+    // port's record first. Only changed fields are written, and never to
+    // null in between; the texts belong to the port's record and outlive a
+    // refill that replaces them.
     const TgxCameraInfo* RefreshInfo();
     // Reads the parts of the identity that can change (the user id) again.
     void UpdateInfo();
@@ -121,8 +124,9 @@ private:
     std::vector<std::string> savedEnvironment_;
     std::string xml_;
     std::set<std::string, std::less<>> stringPool_; // only grows
-    // Guards info_ and the port's identity refresh.
-    std::mutex infoMutex_;
+    // Guards the writes to info_ and the port's identity refresh. The
+    // application reads info_ without it.
+    templates::platform::Mutex infoMutex_;
     TgxCameraInfo info_{};
 };
 

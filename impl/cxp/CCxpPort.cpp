@@ -909,6 +909,7 @@ void CCxpPort::SaveCameraInfo() {
     ORVA_LOG(GetLogger(), LevelInfo,
              "Found " << cameraInfo_.GetDeviceName() << " " << cameraInfo_.GetModelName() << " on link "
                       << portNumber_);
+    cameraInfo_.Publish(); // readers on other threads saw the last identity until here
 }
 
 void CCxpPort::NegotiateVersion() {

@@ -3,6 +3,7 @@
 #pragma once
 
 #include <array>
+#include <atomic>
 #include <cstring>
 #include <memory>
 #include <vector>
@@ -48,7 +49,18 @@ public:
     uint32_t GetControlPacketSize() override { return 1024; }
     uint32_t GetStreamPacketSize() override { return 2048; }
     core::ICameraInfo* GetCameraInfo() override { return &info_; }
-    void SaveCameraInfo() override {}
+    // The camera's identity as the next discovery reads it, field by field
+    // as a technology does.
+    void SetIdentityOnCamera(std::string deviceName, std::string serialNumber) {
+        deviceNameOnCamera_ = std::move(deviceName);
+        serialNumberOnCamera_ = std::move(serialNumber);
+    }
+    void SaveCameraInfo() override {
+        info_.Reset();
+        info_.SetDeviceName(deviceNameOnCamera_);
+        info_.SetSerialNumber(serialNumberOnCamera_);
+        info_.Publish();
+    }
     // The camera's user id as the next update reads it.
     void SetUserIdOnCamera(std::string id) { userIdOnCamera_ = std::move(id); }
     void UpdateCameraInfo() override { info_.SetUserId(userIdOnCamera_); }
@@ -70,7 +82,7 @@ public:
     // Every read fails with this status from now on (0: reads work).
     void SetReadFailure(int32_t status) { readFailure_ = status; }
     int32_t ReadMem(uint32_t address, void* buffer, uint32_t length, uint32_t timeoutMs) override {
-        lastTimeoutMs = timeoutMs;
+        lastTimeoutMs.store(timeoutMs);
         if (readFailure_ != TGX_OK) {
             return readFailure_;
         }
@@ -81,7 +93,7 @@ public:
         return TGX_OK;
     }
     int32_t WriteMem(uint32_t address, const void* buffer, uint32_t length, uint32_t timeoutMs) override {
-        lastTimeoutMs = timeoutMs;
+        lastTimeoutMs.store(timeoutMs);
         if (static_cast<uint64_t>(address) + length > memory_.size()) {
             return TGX_ERR_CXP_INVALID_ADDRESS;
         }
@@ -89,7 +101,7 @@ public:
         return TGX_OK;
     }
     uint8_t* memory() { return memory_.data(); }
-    uint32_t lastTimeoutMs = 0;
+    std::atomic<uint32_t> lastTimeoutMs{0}; // feature reads may come from several threads
 
 private:
     uint32_t number_;
@@ -99,6 +111,8 @@ private:
     bool connected_ = false;
     core::CCameraInfo info_;
     std::string userIdOnCamera_;
+    std::string deviceNameOnCamera_;
+    std::string serialNumberOnCamera_;
     std::string description_;
     int32_t readFailure_ = TGX_OK;
     std::array<uint8_t, 4096> memory_{};

@@ -247,7 +247,9 @@ TGX_API int32_t Tgx_initBoardEx(struct Gb_Struct_s* grabber, uint32_t flags, Tgx
                                 uint32_t reserved);
 
 /* Closes the board; all its camera handles die. Must not overlap with other
- * calls on this board. TGX_ERR_INVALID_BOARD_HANDLE. */
+ * calls on this board. TGX_ERR_INVALID_BOARD_HANDLE; TGX_ERR_BLOCKED when
+ * called from the board's own event function, which runs on a thread of the
+ * board: the board then stays open. */
 TGX_API int32_t Tgx_freeBoard(TgxBoardHandle* board);
 
 /* ------------------------------------------------------------------------ */

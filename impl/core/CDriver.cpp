@@ -299,12 +299,21 @@ int32_t CDriver::DeliverEvent(const TgxEventRecord* record, uint32_t reserved) {
     if (eventCallback_ == nullptr) {
         return TGX_ERR_NO_EVENT_HANDLER;
     }
+    // Marks this thread as the one in the event function, for as long as it
+    // is; a delivery nested on the same thread keeps the mark.
+    const std::thread::id outer = deliveringThread_.exchange(std::this_thread::get_id());
+    int32_t result = TGX_ERR_EXCEPTION;
     try {
-        return eventCallback_(this, reserved, record, eventContext_);
+        result = eventCallback_(this, reserved, record, eventContext_);
     } catch (...) {
-        // The application's function must not take the worker thread down.
-        return TGX_ERR_EXCEPTION;
+        result = TGX_ERR_EXCEPTION; // the application's function must not take the worker down
     }
+    deliveringThread_.store(outer);
+    return result;
+}
+
+bool CDriver::IsDeliveringEvent() const {
+    return deliveringThread_.load() == std::this_thread::get_id();
 }
 
 void CDriver::EventSink(LinkEventKind kind, uint32_t portMask, void* context) {

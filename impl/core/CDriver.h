@@ -6,8 +6,10 @@
 // destructor must not overlap with any other call on the same board.
 #pragma once
 
+#include <atomic>
 #include <cstdint>
 #include <memory>
+#include <thread>
 #include <vector>
 
 #include "impl/core/CCameraInterface.h"
@@ -79,6 +81,9 @@ public:
     int32_t DeliverEvent(const TgxEventRecord* record, uint32_t reserved);
     // What the controller calls on a link change.
     static void EventSink(LinkEventKind kind, uint32_t portMask, void* context);
+    // True on the thread that runs this board's event function right now:
+    // that thread can't free the board, whose controller it belongs to.
+    bool IsDeliveringEvent() const;
 
 private:
     void RemoveCameraOfPort(const IPortInterface* port);
@@ -92,6 +97,8 @@ private:
     templates::platform::RecursiveMutex cameraLock_;
     TgxEventCallback eventCallback_ = nullptr;
     void* eventContext_ = nullptr;
+    // The thread inside the event function; written under eventLock_.
+    std::atomic<std::thread::id> deliveringThread_{};
     std::unique_ptr<IControllerInterface> controller_;
     std::unique_ptr<CDriverMonitoringThread> monitor_;
     std::vector<std::unique_ptr<CCameraInterface>> cameras_;

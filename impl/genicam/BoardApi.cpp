@@ -98,6 +98,11 @@ TGX_API int32_t Tgx_freeBoard(TgxBoardHandle* board) {
             if (board == nullptr) {
                 return frame.Fail("Invalid board handle", TGX_ERR_INVALID_BOARD_HANDLE);
             }
+            // The event function runs on the controller's thread, which the
+            // board's end would have to join from within itself.
+            if (Driver(board)->IsDeliveringEvent()) {
+                return frame.Fail("Board can not be freed from its own event function", TGX_ERR_BLOCKED);
+            }
             delete Driver(board);
             frame.Return(TGX_OK);
         }

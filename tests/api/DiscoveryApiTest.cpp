@@ -116,6 +116,27 @@ int32_t OnEvent(TgxBoardHandle*, uint32_t, const TgxEventRecord* record, void* c
     return 0;
 }
 
+struct FreeFromEvent {
+    TgxBoardHandle* board;
+    int32_t status = TGX_OK;
+};
+
+int32_t FreeOwnBoard(TgxBoardHandle* board, uint32_t, const TgxEventRecord*, void* context) {
+    auto* attempt = static_cast<FreeFromEvent*>(context);
+    attempt->status = Tgx_freeBoard(board);
+    return 0;
+}
+
+TEST_F(DiscoveryApi, AnEventFunctionCanNotFreeItsOwnBoard) {
+    FreeFromEvent attempt{board};
+    ASSERT_EQ(Tgx_RegisterEventCallback(board, &FreeOwnBoard, &attempt), TGX_OK);
+    fake->Report(orva::core::LinkEventKind::Gained, 0x1);
+    EXPECT_EQ(attempt.status, TGX_ERR_BLOCKED);
+    EXPECT_NE(Log().find("|Board can not be freed from its own event function\n"), std::string::npos) << Log();
+    ASSERT_EQ(Tgx_scanPorts(board, 0xF, 1000, 0), TGX_OK) << "the board stays open";
+    EXPECT_EQ(Tgx_getCameraCount(board), 2);
+}
+
 TEST_F(DiscoveryApi, EventsReachTheRegisteredFunction) {
     Received received;
     EXPECT_EQ(Tgx_RegisterEventCallback(nullptr, &OnEvent, &received), TGX_ERR_INVALID_BOARD_HANDLE);

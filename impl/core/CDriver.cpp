@@ -35,6 +35,11 @@ uint32_t LowWord(uint32_t value) {
 CDriver::CDriver() = default;
 
 CDriver::~CDriver() {
+    // First the application's function: a delivery in progress ends before
+    // this goes on, and the reports the controller still makes while it
+    // stops find no function. The controller's own event lock stays alone,
+    // as its thread may hold it while it waits here.
+    RegisterEventCallback(nullptr, nullptr);
     monitor_.reset(); // stops and joins
     cameras_.clear(); // cameras borrow ports of the controller: first
     controller_.reset();

@@ -157,6 +157,26 @@ TEST_F(Driver, AThrowingEventFunctionDoesNotStopLaterEvents) {
     EXPECT_EQ(driver.DeliverEvent(&record, 0), TGX_ERR_NO_EVENT_HANDLER);
 }
 
+// A controller that makes one last report while it stops, as a worker does
+// when a link drops during the board's end.
+class ReportingOnStopController : public FakeController {
+public:
+    using FakeController::FakeController;
+    ReportingOnStopController(const ReportingOnStopController&) = delete;
+    ReportingOnStopController& operator=(const ReportingOnStopController&) = delete;
+    ~ReportingOnStopController() override { Report(LinkEventKind::Lost, 0x1); }
+};
+
+TEST(DriverEnd, NoEventFunctionRunsOnABoardThatIsBeingFreed) {
+    EventLog log;
+    {
+        CDriver driver;
+        ASSERT_EQ(driver.Init(std::make_unique<ReportingOnStopController>(2)), TGX_OK);
+        ASSERT_EQ(driver.RegisterEventCallback(&RecordEvent, &log), TGX_OK);
+    }
+    EXPECT_TRUE(log.records.empty());
+}
+
 TEST(DriverWithoutController, ScansFailAndCountsAreZero) {
     CDriver driver;
     EXPECT_EQ(driver.ScanPorts(0xF, 0, 100), TGX_ERR_INVALID_POINTER);

@@ -5,6 +5,7 @@
 #include <cxxabi.h>
 
 #include "runtime/logging/Logging.h"
+#include "runtime/templates/LibraryInitController.h"
 #include "runtime/templates/ThreadId.h"
 
 namespace orva::genicam {
@@ -29,6 +30,14 @@ Logger* LibraryLogger() {
 
 void ResetLibraryLogger() {
     gLibraryLogger.store(nullptr, std::memory_order_release);
+}
+
+int32_t GiveBackLibraryUse() {
+    const int32_t count = templates::platform::LibraryInitController::Deinit();
+    if (count == 0) {
+        ResetLibraryLogger(); // Logging, and the logger with it, is gone
+    }
+    return count;
 }
 
 std::string DemangledName(const char* mangled) {

@@ -18,9 +18,14 @@
 namespace orva::genicam {
 
 // The logger "orva.genicam.lib" of the exported functions, obtained on first
-// use. Reset by GenICamDeinit, so that a later call obtains it anew.
+// use. Reset by GenICamDeinit, and whenever the last use of the library is
+// given back (which destroys the logger), so that a later call obtains it
+// anew.
 tools::logging::Logger* LibraryLogger();
 void ResetLibraryLogger();
+// LibraryInitController::Deinit for the exported functions: resets the
+// logger when that was the last use. Returns the new use count.
+int32_t GiveBackLibraryUse();
 
 // Readable run-time name of a type, computed once per type.
 std::string DemangledName(const char* mangled);

@@ -73,7 +73,7 @@ int32_t InitBoard(Gb_Struct_s* grabber, uint32_t flags, TgxBoardHandle** out, ui
             }
         }
     }
-    LibraryInitController::Deinit();
+    orva::genicam::GiveBackLibraryUse();
     return result;
 }
 
@@ -107,7 +107,7 @@ TGX_API int32_t Tgx_freeBoard(TgxBoardHandle* board) {
             frame.Return(TGX_OK);
         }
         // After the exit line: the last use of the library ends its logging.
-        LibraryInitController::Deinit();
+        orva::genicam::GiveBackLibraryUse();
         return TGX_OK;
     });
 }

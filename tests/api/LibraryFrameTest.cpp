@@ -57,6 +57,19 @@ TEST_F(LibraryLife, ExplicitInitAndDeinitAroundABoardEndWithTheLibraryDown) {
     EXPECT_EQ(LibraryInitController::UseCount(), 0);
 }
 
+TEST_F(LibraryLife, ABoardFreedAfterGenICamDeinitTakesTheLoggerDownWithTheLibrary) {
+    orva::core::SetControllerCreatorForTesting(&orva::test::CreateFakeController);
+    GenICamInit();
+    TgxBoardHandle* board = nullptr;
+    ASSERT_EQ(Tgx_initBoard(OpenGrabber(0), 0, &board), TGX_OK);
+    GenICamDeinit();
+    EXPECT_EQ(Tgx_getCameraCount(board), 0) << "obtains the logger again";
+    ASSERT_EQ(Tgx_freeBoard(board), TGX_OK); // the last use
+    EXPECT_FALSE(LibraryInitController::HasInstance());
+    EXPECT_EQ(Tgx_getCameraCount(nullptr), 0) << "logs through a logger of its own, not the destroyed one";
+    EXPECT_NE(Log().find("|Invalid board handle"), std::string::npos);
+}
+
 TEST_F(LibraryLife, DeinitAfterImplicitInitialisationBringsTheLibraryDownOnce) {
     TgxBoardHandle* board = nullptr;
     EXPECT_EQ(Tgx_initBoard(nullptr, 0, &board), TGX_ERR_INVALID_ARGUMENT);

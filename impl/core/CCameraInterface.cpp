@@ -311,6 +311,7 @@ int32_t CCameraInterface::GetXml(char* buffer, uint32_t* size) const {
 }
 
 const char* CCameraInterface::Keep(std::string text) {
+    templates::platform::MutexLock lock(stringPoolMutex_);
     return stringPool_.insert(std::move(text)).first->c_str();
 }
 

@@ -101,7 +101,8 @@ public:
     // Null while not connected.
     genapi::NodeMap* GetNodeMap() { return nodeMap_ ? &*nodeMap_ : nullptr; }
     // A text handed to the application: stays valid while the camera lives.
-    const char* Keep(std::string text);
+    // Thread-safe: feature reads of one camera may run on several threads.
+    const char* Keep(std::string text) EXCLUDES(stringPoolMutex_);
 
     // A node map has been made and not released by a link disconnect.
     bool IsConnected() const { return connected_; }
@@ -123,7 +124,10 @@ private:
     std::shared_ptr<genapi::CorePortAdapter> portAdapter_;
     std::vector<std::string> savedEnvironment_;
     std::string xml_;
-    std::set<std::string, std::less<>> stringPool_; // only grows
+    // Guards stringPool_ alone, so that feature reads stay as parallel as
+    // the node map lets them be; taken last, with nothing called under it.
+    templates::platform::Mutex stringPoolMutex_;
+    std::set<std::string, std::less<>> stringPool_ GUARDED_BY(stringPoolMutex_); // only grows
     // Guards the writes to info_ and the port's identity refresh. The
     // application reads info_ without it.
     templates::platform::Mutex infoMutex_;

@@ -2,6 +2,8 @@
 // tests' own technology whose registers the test can see.
 #include <cstring>
 #include <fstream>
+#include <string>
+#include <thread>
 
 #include "include/tgx_genicam.h"
 #include "tests/api/ApiTestSupport.h"
@@ -87,6 +89,34 @@ TEST_F(Features, IntegersFloatsBooleansStringsThroughTheRegisters) {
     ASSERT_EQ(Tgx_getStringValue(camera, "DeviceUserID", &again), TGX_OK);
     EXPECT_STREQ(first, "line-3") << "an earlier text stays valid";
     EXPECT_STREQ(again, "line-4");
+}
+
+TEST_F(Features, TextsOfOneCameraCanBeReadOnSeveralThreads) {
+    ASSERT_EQ(Tgx_connectCamera(camera), TGX_OK);
+    ASSERT_EQ(Tgx_setEnumerationValue(camera, "PixelFormat", "Mono16"), TGX_OK);
+    constexpr int kReads = 300;
+    int wrongNames = 0;
+    std::thread names([&] {
+        for (int i = 0; i < kReads; ++i) {
+            const std::string id = "id-" + std::to_string(i); // a new text for the pool each time
+            const char* value = nullptr;
+            if (Tgx_setStringValue(camera, "DeviceUserID", id.c_str()) != TGX_OK ||
+                Tgx_getStringValue(camera, "DeviceUserID", &value) != TGX_OK || id != value) {
+                ++wrongNames;
+            }
+        }
+    });
+    int wrongFormats = 0;
+    for (int i = 0; i < kReads; ++i) {
+        const char* value = nullptr;
+        if (Tgx_getEnumerationValueAsString(camera, "PixelFormat", &value) != TGX_OK ||
+            std::strcmp(value, "Mono16") != 0) {
+            ++wrongFormats;
+        }
+    }
+    names.join();
+    EXPECT_EQ(wrongNames, 0);
+    EXPECT_EQ(wrongFormats, 0);
 }
 
 TEST_F(Features, AccessModesAndTypesAreCheckedWithTheirStatuses) {

@@ -242,7 +242,8 @@ TGX_API int32_t Tgx_initBoard(struct Gb_Struct_s* grabber, uint32_t flags, TgxBo
  * handle in *out (null on failure). The handle holds one use of the library
  * until Tgx_freeBoard(). `portMask` is traced only; `reserved` is not read.
  * TGX_ERR_INVALID_ARGUMENT (null grabber or out), TGX_ERR_BOARD_NOT_SUPPORTED,
- * TGX_ERR_OUT_OF_MEMORY, or a status of the board. */
+ * TGX_ERR_OUT_OF_MEMORY, TGX_ERR_BOARD_INIT (the board's controller failed to
+ * start), or a status of the board. A failure gives the library's use back. */
 TGX_API int32_t Tgx_initBoardEx(struct Gb_Struct_s* grabber, uint32_t flags, TgxBoardHandle** out, uint32_t portMask,
                                 uint32_t reserved);
 

@@ -1,5 +1,9 @@
 // Opening and freeing boards, and the camera count.
+#include <exception>
+#include <memory>
+#include <new>
 #include <sstream>
+#include <string>
 
 #include "impl/core/CDriver.h"
 #include "impl/genicam/ApiBoundary.h"
@@ -36,6 +40,21 @@ std::string BoardText(Gb_Struct_s* grabber) {
     return out.str();
 }
 
+// CDriver::Init, whose controller may throw beyond the construction that
+// Init catches itself (a reset, a thread that can't start): such a board
+// didn't open.
+template <class Frame> int32_t InitDriver(Frame& frame, CDriver& driver, Gb_Struct_s* grabber, uint32_t flags) {
+    try {
+        return driver.Init(grabber, (flags & TGX_INIT_FORCE_CORE_RESET) != 0);
+    } catch (const std::bad_alloc&) {
+        return frame.Fail("Not enough memory to initialise the board", TGX_ERR_OUT_OF_MEMORY);
+    } catch (const std::exception& e) {
+        return frame.Fail(std::string("Board initialisation failed: ") + e.what(), TGX_ERR_BOARD_INIT);
+    } catch (...) {
+        return frame.Fail("Board initialisation failed", TGX_ERR_BOARD_INIT);
+    }
+}
+
 int32_t InitBoard(Gb_Struct_s* grabber, uint32_t flags, TgxBoardHandle** out, uint32_t portMask) {
     // The first use of the library also initialises it, and that use stays
     // until the process ends or the application calls GenICamDeinit.
@@ -52,22 +71,21 @@ int32_t InitBoard(Gb_Struct_s* grabber, uint32_t flags, TgxBoardHandle** out, ui
         } else if (out == nullptr) {
             result = frame.Fail("Invalid board handle pointer", TGX_ERR_INVALID_ARGUMENT);
         } else {
-            CDriver* driver = nullptr;
+            std::unique_ptr<CDriver> driver;
             try {
-                driver = new CDriver();
+                driver = std::make_unique<CDriver>();
             } catch (...) {
-                driver = nullptr;
+                driver.reset();
             }
-            if (driver == nullptr) {
+            if (!driver) {
                 *out = nullptr;
                 result = frame.Fail("Not enough memory to allocate board handle", TGX_ERR_OUT_OF_MEMORY);
-            } else if (const int32_t status = driver->Init(grabber, (flags & TGX_INIT_FORCE_CORE_RESET) != 0);
-                       status != TGX_OK) {
-                delete driver;
+            } else if (const int32_t status = InitDriver(frame, *driver, grabber, flags); status != TGX_OK) {
+                driver.reset();
                 *out = nullptr;
                 result = frame.Return(status);
             } else {
-                *out = driver;
+                *out = driver.release();
                 frame.AppendLeaveText([&] { return HandleText(*out); });
                 return frame.Return(TGX_OK); // the use taken above stays with the board
             }

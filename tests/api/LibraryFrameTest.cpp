@@ -1,6 +1,8 @@
 // The library's life and the call frame, end to end through the exported
 // functions, with the shipped dispatcher and the simulated board.
+#include <memory>
 #include <regex>
+#include <stdexcept>
 
 #include "impl/genicam/ApiCallFrame.h"
 #include "include/tgx_genicam.h"
@@ -129,6 +131,28 @@ TEST_F(BoardOpening, ABoardTypeOfNoTechnologyIsNotSupported) {
     EXPECT_EQ(Tgx_initBoard(OpenGrabber(0), 0, &board), TGX_ERR_BOARD_NOT_SUPPORTED);
     EXPECT_EQ(board, nullptr);
     EXPECT_EQ(LibraryInitController::UseCount(), 1);
+}
+
+// A technology whose controller throws at its reset, after the board object
+// exists.
+class ThrowingResetController : public orva::test::FakeController {
+public:
+    using FakeController::FakeController;
+    void ResetController() override { throw std::runtime_error("reset refused"); }
+};
+
+std::unique_ptr<orva::core::IControllerInterface> CreateThrowingController(int64_t, const orva::board::BoardHandles&,
+                                                                           bool) {
+    return std::make_unique<ThrowingResetController>(4);
+}
+
+TEST_F(BoardOpening, AControllerThatThrowsLeavesNoBoardAndGivesTheUseBack) {
+    orva::core::SetControllerCreatorForTesting(&CreateThrowingController);
+    TgxBoardHandle* opened = reinterpret_cast<TgxBoardHandle*>(0x1);
+    EXPECT_EQ(Tgx_initBoard(OpenGrabber(0), 0, &opened), TGX_ERR_BOARD_INIT);
+    EXPECT_EQ(opened, nullptr);
+    EXPECT_EQ(LibraryInitController::UseCount(), 1) << "only the implicit GenICamInit's use stays";
+    EXPECT_NE(Log().find("|Board initialisation failed: reset refused"), std::string::npos) << Log();
 }
 
 TEST_F(BoardOpening, FreeAndCountRejectANullBoard) {

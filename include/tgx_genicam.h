@@ -210,7 +210,18 @@ typedef struct TgxEventRecord {
 #pragma pack(pop)
 
 /* Event function of the application. Runs on a worker thread of the library,
- * never two at a time for one board. `reserved` is 0. The result is ignored. */
+ * never two at a time for one board. `reserved` is 0. The result is ignored.
+ *
+ * It may call the library, with two limits for its own board:
+ * - While a scan of the board may run, it must not call the functions that
+ *   wait for the camera list: Tgx_scanPorts(), Tgx_scanPortsEx(),
+ *   Tgx_getCameraCount(), Tgx_getCamera(), Tgx_getCameraByIndex(),
+ *   Tgx_isCameraAvailable(), Tgx_isCameraAvailableAtIndex(), the board
+ *   property "NrOfCameras", Tgx_SaveBoardConfiguration() and
+ *   Tgx_LoadBoardConfiguration(). A scan holds the list for the whole
+ *   discovery, and the discovery waits for the very thread that runs the
+ *   event function: both then stall until the scan's time-out.
+ * - It must not free the board: Tgx_freeBoard() gives TGX_ERR_BLOCKED. */
 typedef int32_t (*TgxEventCallback)(TgxBoardHandle* board, uint32_t reserved, const TgxEventRecord* record,
                                     void* context);
 

@@ -3,6 +3,7 @@
 // they take no lock of their own, and each step shows in the trace as the
 // call it is.
 #include <cstddef>
+#include <exception>
 #include <fstream>
 #include <memory>
 #include <new>
@@ -32,6 +33,22 @@ constexpr uint32_t kProfileScanSpeed = 0;
 
 bool Empty(const char* text) {
     return text == nullptr || *text == '\0';
+}
+
+// Reads the document of `fileName`, as CxpLinkConfiguration::Reload does,
+// except that a document that can't be read or parsed leaves `document`
+// empty rather than as far as the parser got. False in that case.
+bool ReadDocument(CxpLinkConfiguration& document, const char* fileName) {
+    document.SetFileName(fileName);
+    try {
+        document.LoadFromFile(fileName);
+        return true;
+    } catch (const std::exception&) {
+        CxpLinkConfiguration empty(kDocumentTechnology);
+        empty.SetFileName(fileName);
+        document = empty;
+        return false;
+    }
 }
 
 // A camera property by the name of its constant, which the messages show.
@@ -271,10 +288,9 @@ TGX_API int32_t Tgx_LoadBoardConfiguration(TgxBoardHandle* board, const char* fi
         if (!std::ifstream(fileName, std::ios::binary)) {
             return frame.Return(TGX_ERR_INVALID_FILENAME);
         }
-        CxpLinkConfiguration document(kDocumentTechnology);
-        document.SetFileName(fileName);
         // A document that doesn't parse leaves nothing to compare.
-        document.Reload();
+        CxpLinkConfiguration document(kDocumentTechnology);
+        ReadDocument(document, fileName);
         return frame.Return(CompareLinkGroups(frame, board, document));
     });
 }

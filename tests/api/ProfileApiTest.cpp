@@ -141,6 +141,10 @@ TEST_F(BoardConfiguration, ASavedLayoutMatchesUntilTheBoardDiffers) {
     EXPECT_EQ(Tgx_LoadBoardConfiguration(board, path.c_str()), TGX_ERR_INVALID_BOARD_HANDLE);
     WriteFile(path, "<cxpconfiguration links=");
     EXPECT_EQ(Tgx_LoadBoardConfiguration(board, path.c_str()), TGX_OK);
+    // Nor does one that fails in its second group after a first that differs.
+    WriteFile(path, std::regex_replace(std::regex_replace(saved, std::regex("masterId=\"1\""), "masterId=\"9\""),
+                                       std::regex("phyIndex=\"3\""), "phyIndex=\"x\""));
+    EXPECT_EQ(Tgx_LoadBoardConfiguration(board, path.c_str()), TGX_OK);
 }
 
 // The default simulated set-up: a two-link camera on ports 0 and 1 and a

@@ -512,8 +512,10 @@ TGX_API int32_t Tgx_LoadBoardConfiguration(TgxBoardHandle* board, const char* fi
 /* Opens the board, discovers its cameras, checks them against the document
  * `fileName` and connects them; per-camera results are in the profile's
  * states. The discovery covers every port at automatic speed with a time-out
- * of 10 s (Tgx_scanPorts(board, 0xFFFF, 10000, 0)); finding no camera is not
- * a failure by itself, the comparison decides. *out is owned by the caller
+ * of 10 s (Tgx_scanPorts(board, 0xFFFF, 10000, 0)); while a master port of
+ * the document still has no camera, those ports are scanned again within
+ * the same 10 s, as cameras link one after the other. Finding no camera is
+ * not a failure by itself, the comparison decides. *out is owned by the caller
  * until Tgx_UnloadConnectionProfile(); null on failure.
  * TGX_ERR_INVALID_ARGUMENT, TGX_ERR_OUT_OF_MEMORY, or a status of
  * Tgx_initBoard(), Tgx_scanPorts() or Tgx_LoadBoardConfiguration(). */

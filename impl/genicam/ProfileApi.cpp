@@ -2,6 +2,7 @@
 // These functions are ordinary callers of the board and camera functions:
 // they take no lock of their own, and each step shows in the trace as the
 // call it is.
+#include <chrono>
 #include <cstddef>
 #include <exception>
 #include <fstream>
@@ -30,6 +31,7 @@ constexpr const char* kDocumentTechnology = "cxp";
 constexpr uint32_t kProfileScanPortMask = 0xFFFF;
 constexpr uint32_t kProfileScanTimeoutMs = 10000;
 constexpr uint32_t kProfileScanSpeed = 0;
+constexpr int32_t kPortMaskBits = 32;
 
 bool Empty(const char* text) {
     return text == nullptr || *text == '\0';
@@ -205,6 +207,44 @@ int32_t CompareLinkGroups(Frame& frame, TgxBoardHandle* board, const CxpLinkConf
     return TGX_OK;
 }
 
+// The master ports of the document's link groups that have no camera in the
+// board's list, as a port mask. Ports past the width of a mask can't be
+// scanned for and are left to the comparison.
+uint32_t MissingMasterPorts(TgxBoardHandle* board, const CxpLinkConfiguration& document) {
+    uint32_t missing = 0;
+    for (uint32_t g = 0; g < document.GetLinkGroups(); ++g) {
+        const int32_t port = document.GetMasterPhyIndex(g);
+        if (port < 0 || port >= kPortMaskBits) {
+            continue;
+        }
+        TgxCameraHandle* camera = nullptr;
+        if (Tgx_getCamera(board, static_cast<uint32_t>(port), &camera) == TGX_OK && camera == nullptr) {
+            missing |= uint32_t{1} << static_cast<uint32_t>(port);
+        }
+    }
+    return missing;
+}
+
+// A discovery ends at the first camera with a link, while the other cameras
+// of a document may link a step later: their master ports are scanned again
+// until each has a camera, the time is up, or a scan fails. What is still
+// missing then is for the comparison to report.
+void WaitForDocumentMasters(TgxBoardHandle* board, const CxpLinkConfiguration& document,
+                            std::chrono::steady_clock::time_point deadline) {
+    for (uint32_t missing = MissingMasterPorts(board, document); missing != 0;
+         missing = MissingMasterPorts(board, document)) {
+        const auto left =
+            std::chrono::duration_cast<std::chrono::milliseconds>(deadline - std::chrono::steady_clock::now());
+        if (left.count() <= 0) {
+            return;
+        }
+        const int32_t scan = Tgx_scanPorts(board, missing, static_cast<uint32_t>(left.count()), kProfileScanSpeed);
+        if (scan != TGX_OK && scan != TGX_ERR_LINK_LAYOUT_MISMATCH) {
+            return;
+        }
+    }
+}
+
 // The profile record and its arrays, released in one place whatever the
 // path that ends a load.
 void FreeProfile(TgxConnectionProfile* profile) {
@@ -312,11 +352,17 @@ TGX_API int32_t Tgx_LoadConnectionProfile(struct Gb_Struct_s* grabber, const cha
         }
         // A board that was just opened knows no cameras yet: discover them
         // before the document is compared with what was found.
+        const auto deadline = std::chrono::steady_clock::now() + std::chrono::milliseconds(kProfileScanTimeoutMs);
         const int32_t scan =
             Tgx_scanPorts(profile->board, kProfileScanPortMask, kProfileScanTimeoutMs, kProfileScanSpeed);
         if (scan != TGX_OK && scan != TGX_ERR_LINK_LAYOUT_MISMATCH && scan != TGX_ERR_NO_CAMERA_FOUND) {
             Tgx_freeBoard(profile->board);
             return frame.Return(scan);
+        }
+        if (scan != TGX_ERR_NO_CAMERA_FOUND) {
+            CxpLinkConfiguration document(kDocumentTechnology);
+            ReadDocument(document, fileName);
+            WaitForDocumentMasters(profile->board, document, deadline);
         }
         if (const int32_t status = Tgx_LoadBoardConfiguration(profile->board, fileName); status != TGX_OK) {
             Tgx_freeBoard(profile->board);

@@ -32,6 +32,31 @@ std::unique_ptr<orva::core::IControllerInterface> CreateSixPortController(int64_
     return controller;
 }
 
+// A board whose camera on port 2 links one discovery after the camera on
+// port 0, as cameras that boot at different speeds do.
+class LateSecondCameraController : public orva::test::FakeController {
+public:
+    using FakeController::FakeController;
+    int32_t DiscoverCameras(uint32_t mask, uint32_t speed, uint32_t timeoutMs) override {
+        if (++discoveries_ == 1) {
+            port(0).SetCamera(kLinkIndexMaster, 1, 0);
+        } else {
+            port(2).SetCamera(kLinkIndexMaster, 2, 0);
+        }
+        return FakeController::DiscoverCameras(mask, speed, timeoutMs);
+    }
+
+private:
+    int discoveries_ = 0;
+};
+
+std::unique_ptr<orva::core::IControllerInterface> CreateLateSecondCamera(int64_t, const orva::board::BoardHandles&,
+                                                                         bool) {
+    auto controller = std::make_unique<LateSecondCameraController>(4);
+    orva::test::gLastFakeController = controller.get();
+    return controller;
+}
+
 class BoardConfiguration : public ApiTest {
 protected:
     void SetUp() override {
@@ -145,6 +170,29 @@ TEST_F(BoardConfiguration, ASavedLayoutMatchesUntilTheBoardDiffers) {
     WriteFile(path, std::regex_replace(std::regex_replace(saved, std::regex("masterId=\"1\""), "masterId=\"9\""),
                                        std::regex("phyIndex=\"3\""), "phyIndex=\"x\""));
     EXPECT_EQ(Tgx_LoadBoardConfiguration(board, path.c_str()), TGX_OK);
+}
+
+TEST_F(BoardConfiguration, AProfileWaitsForTheCamerasOfItsDocumentThatLinkLater) {
+    ASSERT_NO_FATAL_FAILURE(OpenFakeBoard());
+    fake->port(0).SetCamera(kLinkIndexMaster, 1, 0);
+    fake->port(2).SetCamera(kLinkIndexMaster, 2, 0);
+    ASSERT_EQ(Tgx_scanPorts(board, 0xF, 1000, 0), TGX_OK);
+    ASSERT_EQ(Tgx_SaveBoardConfiguration(board, path.c_str()), TGX_OK);
+    ASSERT_EQ(Tgx_freeBoard(board), TGX_OK);
+    board = nullptr;
+
+    orva::core::SetControllerCreatorForTesting(&CreateLateSecondCamera);
+    TgxConnectionProfile* profile = nullptr;
+    ASSERT_EQ(Tgx_LoadConnectionProfile(OpenGrabber(0), path.c_str(), &profile), TGX_OK);
+    const std::vector<std::string>& calls = orva::test::gLastFakeController->calls;
+    ASSERT_GE(calls.size(), 2U);
+    EXPECT_EQ(calls.back().rfind("DiscoverCameras 4 0 ", 0), 0U) << "only the missing master port: " << calls.back();
+    ASSERT_EQ(profile->nrOfCameras, 2);
+    for (int32_t i = 0; i < profile->nrOfCameras; ++i) {
+        // The fake cameras have no description to connect with.
+        EXPECT_EQ(profile->states[i], TGX_PROFILE_CONNECT_FAILED) << i;
+    }
+    EXPECT_EQ(Tgx_UnloadConnectionProfile(profile), TGX_OK);
 }
 
 // The default simulated set-up: a two-link camera on ports 0 and 1 and a

@@ -498,8 +498,10 @@ TGX_API int32_t Tgx_getCameraPropertyWithType(TgxCameraHandle* camera, const cha
 
 /* Writes the link groups of the connected cameras as an XML document, in
  * list order up to the first camera that is not connected. The document has
- * room for four cameras: a fifth connected one gives
- * TGX_ERR_VALUE_OUT_OF_RANGE and no file.
+ * room for four cameras and takes none from a longer list: with five or more
+ * cameras in the board's list, the first connected one gives
+ * TGX_ERR_VALUE_OUT_OF_RANGE and no file is written (if the first camera of
+ * the list is not connected, an empty document is written as always).
  * TGX_ERR_INVALID_BOARD_HANDLE, TGX_ERR_INVALID_FILENAME, TGX_ERR_FILE_ACCESS,
  * or the status of a camera property. */
 TGX_API int32_t Tgx_SaveBoardConfiguration(TgxBoardHandle* board, const char* fileName);

@@ -100,11 +100,11 @@ template <class Frame> int32_t CollectLinkGroups(Frame& frame, TgxBoardHandle* b
         if (connected == 0) {
             break;
         }
-        // The document holds four groups; a fifth connected camera has no
-        // place in it.
+        // The document holds four groups and takes no count above that, so
+        // a list of five or more cameras leaves it none: the first connected
+        // camera has no place.
         if (i >= document.GetLinkGroups()) {
-            return frame.Fail("More connected cameras than link groups in a board configuration",
-                              TGX_ERR_VALUE_OUT_OF_RANGE);
+            return frame.Fail("More cameras than link groups in a board configuration", TGX_ERR_VALUE_OUT_OF_RANGE);
         }
         ++saved;
 

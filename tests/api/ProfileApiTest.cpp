@@ -104,13 +104,19 @@ TEST_F(BoardConfiguration, AnUnconnectedFirstCameraEndsTheList) {
     EXPECT_EQ(ReadFile(path), "<cxpconfiguration links=\"4\" linkgroups=\"0\">\n</cxpconfiguration>\n");
 }
 
-TEST_F(BoardConfiguration, AFifthConnectedCameraIsAStatusNotACrash) {
+TEST_F(BoardConfiguration, AListOfFiveCamerasIsAStatusNotACrash) {
     ASSERT_NO_FATAL_FAILURE(OpenFakeBoard(&CreateSixPortController));
     for (uint32_t port = 0; port < 5; ++port) {
         fake->port(port).SetCamera(kLinkIndexMaster, port + 1, 0);
     }
     ASSERT_EQ(Tgx_scanPorts(board, 0x3F, 1000, 0), TGX_OK);
     ASSERT_EQ(Tgx_getCameraCount(board), 5);
+    EXPECT_EQ(Tgx_SaveBoardConfiguration(board, path.c_str()), TGX_ERR_VALUE_OUT_OF_RANGE);
+    EXPECT_FALSE(std::ifstream(path).good());
+    // The length of the list counts, not the number of connected cameras.
+    for (uint32_t port = 1; port < 5; ++port) {
+        fake->port(port).SetNoCamera();
+    }
     EXPECT_EQ(Tgx_SaveBoardConfiguration(board, path.c_str()), TGX_ERR_VALUE_OUT_OF_RANGE);
     EXPECT_FALSE(std::ifstream(path).good());
 }

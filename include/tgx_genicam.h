@@ -13,6 +13,11 @@
  * - Camera handles die at every scan of their port and at Tgx_freeBoard().
  * - Texts handed out by the library stay owned by it; never free them.
  * - Any thread may call any function.
+ * - The library reads environment variables at any time (settings at each
+ *   query, the GenICam variables around a connection, which it also sets)
+ *   under a lock of its own. The application's own getenv(), setenv() and
+ *   putenv() calls are outside that lock: do not change the environment
+ *   while another thread may be in the library.
  */
 #ifndef TGX_GENICAM_H
 #define TGX_GENICAM_H

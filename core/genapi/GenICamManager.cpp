@@ -1,13 +1,15 @@
 #include "core/genapi/GenICamManager.h"
 
 #include <array>
-#include <cstdlib>
-#include <mutex>
+#include <optional>
 #include <string_view>
+#include <utility>
 
 #include "runtime/logging/LogMessage.h"
 #include "runtime/logging/Logging.h"
+#include "runtime/templates/Environment.h"
 #include "runtime/templates/InstallationDirectory.h"
+#include "runtime/templates/Mutex.h"
 
 namespace orva::core::genapi {
 
@@ -25,16 +27,16 @@ constexpr std::array<Variable, 3> kVariables{{
     {"GENICAM_LOG_CONFIG_V3_1", "ORVA_GENICAM_LOG_CONFIG_V3_1"},
 }};
 
-// Serialises our own changes; code outside that touches the environment at
-// the same time isn't covered (see the header).
-std::mutex environmentMutex;
+// Makes one save, set and prepend (or one restore) a whole against another
+// connection's; each access itself takes the library's environment lock.
+orva::templates::platform::Mutex sequenceMutex;
 
-const char* Get(const char* name) {
-    return std::getenv(name); // NOLINT(concurrency-mt-unsafe): under environmentMutex
+std::optional<std::string> Get(const char* name) {
+    return orva::templates::platform::GetEnvironmentVariable(name);
 }
 
 void Set(const char* name, const std::string& value) {
-    setenv(name, value.c_str(), 1); // NOLINT(concurrency-mt-unsafe): under environmentMutex
+    orva::templates::platform::SetEnvironmentVariable(name, value);
 }
 
 std::string Installation() {
@@ -45,13 +47,13 @@ std::string Installation() {
 // The user's cache folder by the XDG rules: a relative XDG_CACHE_HOME is
 // ignored. Empty if neither it nor HOME gives one.
 std::string CacheHome() {
-    const char* cacheHome = Get("XDG_CACHE_HOME");
-    if (cacheHome != nullptr && cacheHome[0] == '/') {
-        return cacheHome;
+    const std::optional<std::string> cacheHome = Get("XDG_CACHE_HOME");
+    if (cacheHome && cacheHome->starts_with('/')) {
+        return *cacheHome;
     }
-    const char* home = Get("HOME");
-    if (home != nullptr && home[0] != '\0') {
-        return std::string(home) + "/.cache";
+    const std::optional<std::string> home = Get("HOME");
+    if (home && !home->empty()) {
+        return *home + "/.cache";
     }
     return {};
 }
@@ -92,7 +94,7 @@ const char* GenICamPlatformFolder() {
 }
 
 void SetGenICamEnvironment(std::vector<std::string>& savedEnvironment, bool set) {
-    std::lock_guard lock(environmentMutex);
+    orva::templates::platform::MutexLock lock(sequenceMutex);
     if (!set) {
         if (savedEnvironment.size() != kVariables.size()) {
             return;
@@ -108,16 +110,14 @@ void SetGenICamEnvironment(std::vector<std::string>& savedEnvironment, bool set)
     if (savedEnvironment.empty()) {
         savedEnvironment.assign(kVariables.size(), std::string());
         for (std::size_t i = 0; i < kVariables.size(); ++i) {
-            if (const char* value = Get(kVariables[i].name)) {
-                savedEnvironment[i] = value;
-            }
+            savedEnvironment[i] = Get(kVariables[i].name).value_or(std::string());
         }
     }
 
     std::array<std::string, 3> values = Defaults();
     for (std::size_t i = 0; i < kVariables.size(); ++i) {
-        if (const char* value = Get(kVariables[i].overrideName)) {
-            values[i] = value;
+        if (std::optional<std::string> value = Get(kVariables[i].overrideName)) {
+            values[i] = std::move(*value);
         }
     }
 
@@ -129,8 +129,7 @@ void SetGenICamEnvironment(std::vector<std::string>& savedEnvironment, bool set)
     }
 
     const std::string folder = values[0] + "/bin/" + GenICamPlatformFolder();
-    const char* pathValue = Get("PATH");
-    const std::string path = pathValue != nullptr ? pathValue : "";
+    const std::string path = Get("PATH").value_or(std::string());
     if (!HeadsPath(path, folder)) {
         // No ':' after the folder when PATH was empty: an empty entry would
         // put the working directory on the search path.

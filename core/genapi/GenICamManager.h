@@ -5,8 +5,10 @@
 // found through PATH. A connect puts ours in place; a disconnect puts the
 // application's own values back, so that its GenICam settings survive.
 //
-// Not thread-safe against other code that reads or changes the environment:
-// connecting cameras on two threads at once is the application's care.
+// Thread-safe: a whole set or restore runs at a time, and each access to the
+// environment takes the library's environment lock (Environment.h). Code
+// outside the library that reads or changes the environment at the same time
+// isn't covered.
 #pragma once
 
 #include <string>

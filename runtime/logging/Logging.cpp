@@ -1,5 +1,7 @@
 #include "runtime/logging/Logging.h"
 
+#include "runtime/templates/Environment.h"
+
 namespace orva::tools::logging {
 
 using orva::templates::platform::LoadRuntimeLibrary;
@@ -41,8 +43,14 @@ void Logging::initialize() {
         library_.reset();
         return;
     }
-    if (descriptor->connect(this, &Logging::OnDisconnect, &Logging::OnSetLevel, &getLoggerFn_, &logFn_) != 0 ||
-        getLoggerFn_ == nullptr || logFn_ == nullptr) {
+    int32_t connected = -1;
+    {
+        // The dispatcher reads its settings from the environment when it
+        // connects: under the library's lock, like every other reader.
+        const templates::platform::EnvironmentGuard environment;
+        connected = descriptor->connect(this, &Logging::OnDisconnect, &Logging::OnSetLevel, &getLoggerFn_, &logFn_);
+    }
+    if (connected != 0 || getLoggerFn_ == nullptr || logFn_ == nullptr) {
         library_->unload();
         library_.reset();
         return;

@@ -1,5 +1,6 @@
 #include "runtime/templates/InstallationDirectory.h"
 
+#include "runtime/templates/Environment.h"
 #include "runtime/templates/SpinLockVariableGuard.h"
 
 #include <array>
@@ -65,11 +66,10 @@ bool Store(const std::string& text) {
 
 std::string FromEnvironment() {
     for (const char* variable : {"ORVADIR5_32", "ORVADIR5"}) {
-        const char* value = std::getenv(variable); // NOLINT(concurrency-mt-unsafe): read-only use of the environment
-        if (value == nullptr || value[0] == '\0') {
+        std::string directory = GetEnvironmentVariable(variable).value_or(std::string());
+        if (directory.empty()) {
             continue;
         }
-        std::string directory = value;
         while (directory.size() > 1 && directory.back() == '/') {
             directory.pop_back();
         }

@@ -1,5 +1,6 @@
 #include "runtime/templates/TweakProperties.h"
 
+#include "runtime/templates/Environment.h"
 #include "runtime/templates/InstallationDirectory.h"
 #include "runtime/templates/RecursiveMutexGuard.h"
 
@@ -7,6 +8,7 @@
 #include <cstdint>
 #include <cstdlib>
 #include <limits>
+#include <optional>
 #include <sstream>
 #include <stdexcept>
 #include <strings.h>
@@ -67,9 +69,6 @@ template <typename T> bool FromCommandLine(const char* legacyName, int argc, con
     return false;
 }
 
-const char* Environment(const char* name) {
-    return std::getenv(name); // NOLINT(concurrency-mt-unsafe): the runtime never changes its environment
-}
 
 // mkdir that tolerates an existing directory.
 bool EnsureDirectory(const std::string& path, mode_t mode) {
@@ -96,15 +95,15 @@ TweakProperties::~TweakProperties() = default;
 std::string TweakProperties::UserFilePath() {
     // XDG base directories: a relative XDG_CONFIG_HOME is to be ignored.
     std::string base;
-    const char* configHome = Environment("XDG_CONFIG_HOME");
-    if (configHome != nullptr && configHome[0] == '/') {
-        base = configHome;
+    const std::optional<std::string> configHome = GetEnvironmentVariable("XDG_CONFIG_HOME");
+    if (configHome && configHome->starts_with('/')) {
+        base = *configHome;
     } else {
-        const char* home = Environment("HOME");
-        if (home == nullptr || home[0] != '/') {
+        const std::optional<std::string> home = GetEnvironmentVariable("HOME");
+        if (!home || !home->starts_with('/')) {
             return {};
         }
-        base = std::string(home) + "/.config";
+        base = *home + "/.config";
     }
     if (!EnsureDirectory(base, 0700)) {
         return {};
@@ -174,8 +173,8 @@ template <typename T> T TweakProperties::get(const std::string& key, int argc, c
         return result;
     }
     if (row->environmentVariable[0] != '\0') {
-        const char* value = Environment(row->environmentVariable);
-        if (value != nullptr && Convert(std::string(value), result)) {
+        const std::optional<std::string> value = GetEnvironmentVariable(row->environmentVariable);
+        if (value && Convert(*value, result)) {
             return result;
         }
     }

@@ -52,7 +52,8 @@ Dispatcher& Dispatcher::Instance() {
 void Dispatcher::openOutput() {
     std::vector<std::string> warnings;
 
-    // Read only when the first connection opens; getenv has no thread-safe alternative.
+    // Read only when the first connection opens, inside connect(): the library
+    // calls that under the lock it takes for all its uses of the environment.
     // NOLINTNEXTLINE(concurrency-mt-unsafe)
     const char* levels = std::getenv(COMMON_LOGGING_DISPATCHER_ENV_LEVELS);
     LevelRules::ParseResult parsed = LevelRules::Parse(levels != nullptr ? levels : "");

@@ -69,7 +69,6 @@ template <typename T> bool FromCommandLine(const char* legacyName, int argc, con
     return false;
 }
 
-
 // mkdir that tolerates an existing directory.
 bool EnsureDirectory(const std::string& path, mode_t mode) {
     if (::mkdir(path.c_str(), mode) == 0) {

@@ -86,22 +86,26 @@ public:
     bool IsDeliveringEvent() const;
 
 private:
+    // Each takes cameraLock_ again, held already by ScanPorts.
     void RemoveCameraOfPort(const IPortInterface* port);
     void AddCameraOfMasterPort(IPortInterface* master, uint32_t speed);
 
     tools::logging::Logger* logger_ = nullptr;
-    // Guards eventCallback_/eventContext_ and serialises deliveries. Taken
-    // before cameraLock_ when an event function calls back into the API.
-    templates::platform::RecursiveMutex eventLock_;
-    // Guards cameras_; held over a whole discovery.
+    // Guards eventCallback_/eventContext_ and serialises deliveries; held
+    // while the event function runs. Re-entered when that function registers
+    // a function of its board again. Taken before cameraLock_ when an event
+    // function calls back into the API.
+    templates::platform::RecursiveMutex eventLock_ ACQUIRED_BEFORE(cameraLock_);
+    // Guards cameras_; held over a whole discovery, and re-entered by
+    // ScanPorts for each port while it edits the list.
     templates::platform::RecursiveMutex cameraLock_;
-    TgxEventCallback eventCallback_ = nullptr;
-    void* eventContext_ = nullptr;
+    TgxEventCallback eventCallback_ GUARDED_BY(eventLock_) = nullptr;
+    void* eventContext_ GUARDED_BY(eventLock_) = nullptr;
     // The thread inside the event function; written under eventLock_.
     std::atomic<std::thread::id> deliveringThread_{};
     std::unique_ptr<IControllerInterface> controller_;
     std::unique_ptr<CDriverMonitoringThread> monitor_;
-    std::vector<std::unique_ptr<CCameraInterface>> cameras_;
+    std::vector<std::unique_ptr<CCameraInterface>> cameras_ GUARDED_BY(cameraLock_);
 };
 
 } // namespace orva::core

@@ -1,4 +1,4 @@
-#include "RuntimeTestSupport.h"
+#include "support/TestSupport.h"
 
 #include "runtime/templates/GuardedSingleton.h"
 #include "runtime/templates/LibraryInitController.h"
@@ -176,7 +176,7 @@ public:
         std::unique_lock<std::mutex> lock(gateMutex);
         entered = true;
         gate.notify_all();
-        gate.wait_for(lock, runtime_test::kBound, [] { return released; });
+        gate.wait_for(lock, orva::test::kBound, [] { return released; });
         initialized = true;
     }
     std::atomic<bool> initialized{false};
@@ -194,7 +194,7 @@ TEST_F(Lifecycle, OtherThreadWaitsUntilInitializeHasFinished) {
     std::thread creator([&] { byCreator = SlowStart::instance(); });
     {
         std::unique_lock<std::mutex> lock(SlowStart::gateMutex);
-        ASSERT_TRUE(SlowStart::gate.wait_for(lock, runtime_test::kBound, [] { return SlowStart::entered; }));
+        ASSERT_TRUE(SlowStart::gate.wait_for(lock, orva::test::kBound, [] { return SlowStart::entered; }));
     }
     std::atomic<bool> asking{false};
     SlowStart* byOther = nullptr;
@@ -204,7 +204,7 @@ TEST_F(Lifecycle, OtherThreadWaitsUntilInitializeHasFinished) {
         byOther = SlowStart::instance();
         initializedWhenSeen = byOther->initialized.load();
     });
-    ASSERT_TRUE(runtime_test::WaitUntil([&] { return asking.load(); }));
+    ASSERT_TRUE(orva::test::WaitUntil([&] { return asking.load(); }));
     {
         std::lock_guard<std::mutex> lock(SlowStart::gateMutex);
         SlowStart::released = true;

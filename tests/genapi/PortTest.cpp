@@ -13,7 +13,7 @@
 
 #include "MemoryPort.h"
 #include "TestCamera.h"
-#include "core/FakeTechnology.h"
+#include "support/FakeTechnology.h"
 #include "core/genapi/NodeMap.h"
 #include "core/genapi/PortDevice.h"
 

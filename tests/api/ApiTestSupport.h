@@ -9,15 +9,14 @@
 #include <algorithm>
 #include <cctype>
 #include <cstdlib>
-#include <fstream>
-#include <sstream>
 #include <string>
 
 #include "impl/core/ControllerFactory.h"
 #include "include/tgx_genicam.h"
 #include "orva_sim.h"
 #include "runtime/board/BoardForwarders.h"
-#include "tests/core/FakeTechnology.h"
+#include "support/FakeTechnology.h"
+#include "support/TestSupport.h"
 
 namespace orva::test {
 
@@ -61,12 +60,7 @@ protected:
         std::remove(logFile_.c_str());
     }
 
-    std::string Log() const {
-        std::ifstream in(logFile_);
-        std::stringstream text;
-        text << in.rdbuf();
-        return text.str();
-    }
+    std::string Log() const { return ReadFile(logFile_); }
 
     // Board 0 on the technology the test brings, into `board` and `fake`;
     // freed by TearDown.

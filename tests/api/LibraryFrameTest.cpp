@@ -144,11 +144,6 @@ TEST_F(Tracing, EntryExitAndFailureLinesHaveTheirExactForm) {
         << log;
 }
 
-TEST_F(Tracing, ExitLineOfAFailingCallCarriesItsStatus) {
-    EXPECT_EQ(Tgx_freeBoard(nullptr), TGX_ERR_INVALID_BOARD_HANDLE);
-    EXPECT_NE(Log().find("|Leaving Tgx_freeBoard,return=-1001\n"), std::string::npos) << Log();
-}
-
 TEST_F(Tracing, InitBoardTracesTheBoardAndTheNewHandle) {
     orva::core::SetControllerCreatorForTesting(&orva::test::CreateFakeController);
     Gb_Struct_s* grabber = OpenGrabber(0);

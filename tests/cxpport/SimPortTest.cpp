@@ -1,7 +1,8 @@
 // The port end to end against the simulated CoaXPress boards, through the
 // board libraries as the library binds them: link lock on each core type,
-// identity, description and tags, and concurrent access. How the port meets
-// each answer of a camera is the scripted board's part.
+// identity, description and tags, the camera's answers that the simulated
+// camera can give, and concurrent access. The answers only a scripted board
+// can give are the scripted board's part.
 
 #include <gtest/gtest.h>
 #include <unistd.h>
@@ -19,6 +20,7 @@
 #include "include/tgx_genicam.h"
 #include "orva_sim.h"
 #include "runtime/board/BoardForwarders.h"
+#include "support/TestSupport.h"
 
 namespace orva::cxptest {
 namespace {
@@ -26,14 +28,8 @@ namespace {
 using cxp::CCxpPort;
 namespace wire = cxp::wire;
 
-// The tests change the environment only from their main thread, while no
-// other thread of theirs runs.
-void SetEnv(const char* name, const std::string& value) {
-    setenv(name, value.c_str(), 1); // NOLINT(concurrency-mt-unsafe)
-}
-void UnsetEnv(const char* name) {
-    unsetenv(name); // NOLINT(concurrency-mt-unsafe)
-}
+using orva::test::SetEnv;
+using orva::test::UnsetEnv;
 
 // Set once per process, before the first logger exists.
 class SimEnvironment : public ::testing::Environment {
@@ -181,6 +177,48 @@ TEST_F(SimPort, QueuePathNegotiatesTagsWithATwoPointZeroCamera) {
     std::string xml;
     ASSERT_EQ(port.GetXmlInfo(xml, 0), 0);
     EXPECT_NE(xml.find("</RegisterDescription>"), std::string::npos);
+}
+
+// What one access gives when the camera answers in one of its ways; the
+// channel is usable again right after.
+struct Answer {
+    const char* what;
+    const char* fault; // armed once on port 0; empty: none
+    bool write;
+    uint32_t address;
+    int32_t status;
+};
+
+TEST_F(SimPort, EachAnswerOfTheCameraEndsTheAccessWithItsStatus) {
+    const Answer answers[] = {
+        {"wait, then the final acknowledge", "wait-next-ack", false, 0x4004, 0},
+        {"tentative, then the final acknowledge", "tentative-next-ack", false, 0x4004, 0},
+        {"data whose CRC fails", "corrupt-next-ack", false, 0x0000, TGX_ERR_GENCP_CRC},
+        {"command corrupted on the cable", "corrupt-next-command", false, 0x0000, TGX_ERR_CXP_CRC},
+        {"no acknowledge", "drop-next-ack", false, 0x0000, TGX_ERR_PACKET_TIMEOUT},
+        {"status that is no status, sent again", "corrupt-next-ack", true, 0x4008, 0},
+        {"unknown address", "", false, 0x3000, TGX_ERR_CXP_INVALID_ADDRESS},
+        {"read-only register", "", true, 0x0000, TGX_ERR_CXP_WRITE_READ_ONLY},
+    };
+    Load(kRegisterBoard);
+    CCxpPort& port = Port(0, 10);
+    ASSERT_EQ(port.LockLinksAtSpeed(3125), 0);
+    for (const Answer& answer : answers) {
+        SCOPED_TRACE(answer.what);
+        if (*answer.fault != '\0') {
+            ASSERT_EQ(orva_sim_inject_fault(0, 0, answer.fault, 1), ORVA_SIM_OK) << orva_sim_last_error();
+        }
+        std::array<uint8_t, 4> bytes{0xEE, 0xEE, 0xEE, 0xEE};
+        const int32_t status = answer.write ? port.WriteMem(answer.address, bytes.data(), 4, 200)
+                                            : port.ReadMem(answer.address, bytes.data(), 4, 200);
+        EXPECT_EQ(status, answer.status);
+        if (status != 0 && !answer.write) {
+            EXPECT_EQ(bytes, (std::array<uint8_t, 4>{0xEE, 0xEE, 0xEE, 0xEE})) << "a failed read leaves the buffer";
+        }
+        int32_t next = -1;
+        EXPECT_EQ(Read32(port, 0x0000, &next), CCxpPort::kMagicValue);
+        EXPECT_EQ(next, 0);
+    }
 }
 
 TEST_F(SimPort, ThreadsShareAPortAndTheBoard) {

@@ -17,6 +17,7 @@
 using namespace orva::templates::platform;
 using orva::test::ScopedEnv;
 using orva::test::TempDir;
+using orva::test::WriteFile;
 namespace fs = std::filesystem;
 
 namespace {

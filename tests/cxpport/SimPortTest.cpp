@@ -10,7 +10,6 @@
 #include <algorithm>
 #include <array>
 #include <atomic>
-#include <cctype>
 #include <string>
 #include <thread>
 #include <vector>
@@ -20,7 +19,7 @@
 #include "include/tgx_genicam.h"
 #include "orva_sim.h"
 #include "runtime/board/BoardForwarders.h"
-#include "support/TestSupport.h"
+#include "support/SimNamespace.h"
 
 namespace orva::cxptest {
 namespace {
@@ -29,7 +28,6 @@ using cxp::CCxpPort;
 namespace wire = cxp::wire;
 
 using orva::test::SetEnv;
-using orva::test::UnsetEnv;
 
 // Set once per process, before the first logger exists.
 class SimEnvironment : public ::testing::Environment {
@@ -38,7 +36,6 @@ public:
         const std::string config = ::testing::TempDir() + "cxpport-sim-config-" + std::to_string(getpid());
         SetEnv("XDG_CONFIG_HOME", config);
         SetEnv("ORVA_LOG", "orva.genicam.CxpController=2");
-        UnsetEnv("ORVA_SIM_SCENARIO");
     }
 };
 
@@ -54,20 +51,11 @@ constexpr const char* kQueueBoard = R"({"boards":[{"index":0,"type":"0xA64","ser
 
 class SimPort : public ::testing::Test {
 protected:
-    void SetUp() override {
-        const auto* info = ::testing::UnitTest::GetInstance()->current_test_info();
-        std::string ns = ("cxpport-" + std::to_string(getpid()) + "-" + info->name()).substr(0, 64);
-        std::replace_if(
-            ns.begin(), ns.end(), [](char c) { return std::isalnum(static_cast<unsigned char>(c)) == 0 && c != '-'; },
-            '_');
-        SetEnv("ORVA_SIM_NAMESPACE", ns);
-    }
     void TearDown() override {
         ports_.clear();
         if (grabber_ != nullptr) {
             orva::board::Gb_FreeGrabber(grabber_);
         }
-        EXPECT_EQ(orva_sim_destroy(), ORVA_SIM_OK) << orva_sim_last_error();
     }
 
     void Load(const char* json) {
@@ -93,6 +81,7 @@ protected:
     Gb_Struct_s* grabber_ = nullptr;
 
 private:
+    test::TestNamespace namespace_{"cxpport"};
     std::vector<std::unique_ptr<CCxpPort>> ports_;
 };
 

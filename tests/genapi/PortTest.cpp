@@ -13,9 +13,9 @@
 
 #include "MemoryPort.h"
 #include "TestCamera.h"
-#include "support/FakeTechnology.h"
 #include "core/genapi/NodeMap.h"
 #include "core/genapi/PortDevice.h"
+#include "support/FakeTechnology.h"
 
 namespace orva::test {
 namespace {
@@ -110,21 +110,6 @@ TEST_F(PortFailureTest, APortFailureWithoutAStatusIsAGenApiErrorWithItsText) {
 }
 
 // -- the device under the map ------------------------------------------------
-
-TEST(PortDevice, TheRegisterPairCarriesHostValuesOfBigEndianRegisters) {
-    core::genapi::detail::PortDevice device;
-    auto port = std::make_shared<MemoryPort>();
-    device.SetPort(port);
-    port->SetU32(0x10, 0x11223344);
-    core::genapi::detail::GErrorHolder error;
-    guint32 value = 0;
-    EXPECT_TRUE(arv_device_read_register(device.Get(), 0x10, &value, error.Out()));
-    EXPECT_EQ(value, 0x11223344u);
-    EXPECT_TRUE(arv_device_write_register(device.Get(), 0x20, 0xAABBCCDD, error.Out()));
-    EXPECT_EQ(port->Bytes(0x20, 4), "\xAA\xBB\xCC\xDD");
-    EXPECT_FALSE(error);
-    EXPECT_EQ(device.TakeFailure(), nullptr);
-}
 
 // -- the adapter of a board port ----------------------------------------------
 

@@ -7,6 +7,7 @@
 #include <condition_variable>
 #include <gtest/gtest.h>
 #include <mutex>
+#include <regex>
 #include <stdexcept>
 #include <string>
 #include <thread>
@@ -277,21 +278,10 @@ TEST_F(Lifecycle, VerboseLinesOnStandardOutput) {
     const std::string output = ::testing::internal::GetCapturedStdout();
     LibraryInitController::SetVerbose(false);
 
-    // One line per step, all naming the same record.
-    const std::string prefix = "LibraryInitController [";
-    std::vector<std::string> lines;
-    std::size_t begin = 0;
-    for (std::size_t end = output.find('\n'); end != std::string::npos; end = output.find('\n', begin)) {
-        lines.push_back(output.substr(begin, end - begin));
-        begin = end + 1;
-    }
-    ASSERT_EQ(lines.size(), 4U) << output;
-    const std::string createPrefix = prefix + "Create ] - Instance: ";
-    ASSERT_EQ(lines[0].rfind(createPrefix, 0), 0U) << lines[0];
-    const std::string address = lines[0].substr(createPrefix.size());
-    EXPECT_EQ(address.rfind("0x", 0), 0U) << address;
-    EXPECT_EQ(lines[1], prefix + "Init   ] - Instance: " + address + " - Use Count: 1");
-    EXPECT_EQ(lines[2], prefix + "Deinit ] - Instance: " + address + " - Use Count: 0");
-    EXPECT_EQ(lines[3], prefix + "Destroy] - Instance: " + address);
-    EXPECT_EQ(begin, output.size()) << "output after the last line";
+    // One line per step, all naming the same record, and nothing else.
+    const std::regex expected("LibraryInitController \\[Create \\] - Instance: (0x[0-9a-f]+)\n"
+                              "LibraryInitController \\[Init   \\] - Instance: \\1 - Use Count: 1\n"
+                              "LibraryInitController \\[Deinit \\] - Instance: \\1 - Use Count: 0\n"
+                              "LibraryInitController \\[Destroy\\] - Instance: \\1\n");
+    EXPECT_TRUE(std::regex_match(output, expected)) << output;
 }

@@ -16,10 +16,7 @@ namespace fs = std::filesystem;
 TEST(InstallationDirectory, WalkFindsNearestInstallationSubdirectory) {
     const std::pair<const char*, const char*> cases[] = {
         {"/opt/orva/bin/libtgx.so", "/opt/orva"},
-        {"/opt/orva/lib64/libtgx.so", "/opt/orva"},
         {"/opt/Orva/LIB/libtgx.so", "/opt/Orva"},
-        {"/opt/orva/DLL/libtgx.so", "/opt/orva"},
-        {"/opt/orva/hardware applets/x/libtgx.so", "/opt/orva"},
         {"/usr/lib/orva/bin/libtgx.so", "/usr/lib/orva"}, // the nearest match wins, not the first from the root
         // Runs of separators count as one, also in the answer.
         {"/x//bin//libtgx.so", "/x"},
@@ -123,4 +120,3 @@ TEST(RuntimeLibrary, RecordLeavesLibraryLoadedUnlessUnloaded) {
     EXPECT_EQ(unloaded->symbol("runtime_testlib_answer"), nullptr);
     EXPECT_EQ(::dlopen(unloaded->path().c_str(), RTLD_NOW | RTLD_NOLOAD), nullptr);
 }
-

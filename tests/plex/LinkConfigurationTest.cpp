@@ -7,7 +7,6 @@
 #include <filesystem>
 #include <fstream>
 #include <functional>
-#include <random>
 #include <sstream>
 #include <stdexcept>
 #include <string>
@@ -205,7 +204,7 @@ TEST(LinkConfigurationRead, ParseNamesTheDocumentItIsGiven) {
               "XML file 'raw' is too large: more than 1048576 bytes");
 }
 
-TEST(LinkConfigurationRead, CutOffOrJunkTextIsAParseError) {
+TEST(LinkConfigurationRead, CutOffTextIsAParseErrorWhereverTheCutFalls) {
     const std::size_t complete = kExampleDocument.rfind('>') + 1;
     for (std::size_t length = 1; length < complete; ++length) {
         const std::string error = ReadError(kExampleDocument.substr(0, length));
@@ -213,18 +212,7 @@ TEST(LinkConfigurationRead, CutOffOrJunkTextIsAParseError) {
     }
     EXPECT_EQ(ReadError(kExampleDocument.substr(0, complete)), "no error");
 
-    std::mt19937 random(20240611);
-    std::uniform_int_distribution<int> byte(1, 255);
-    for (int round = 0; round < 500; ++round) {
-        std::string junk(static_cast<std::size_t>(1 + round * 7), '\0');
-        for (char& c : junk) {
-            c = static_cast<char>(byte(random));
-        }
-        if (round % 2 == 1) {
-            junk.insert(0, "<cxpconfiguration "); // junk inside the root element
-        }
-        EXPECT_NE(ReadError(junk), "no error") << round;
-    }
+    // Junk of any other kind is the fuzz target's part.
 }
 
 TEST(LinkConfigurationRead, MasterLinkGivesMasterIdUnlessOneIsSet) {

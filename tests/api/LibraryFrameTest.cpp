@@ -118,12 +118,6 @@ TEST_F(BoardOpening, ABoardTypeOfNoTechnologyIsNotSupported) {
     EXPECT_EQ(LibraryInitController::UseCount(), 1);
 }
 
-TEST_F(BoardOpening, FreeAndCountRejectANullBoard) {
-    EXPECT_EQ(Tgx_freeBoard(nullptr), TGX_ERR_INVALID_BOARD_HANDLE);
-    EXPECT_EQ(Tgx_getCameraCount(nullptr), 0);
-    EXPECT_NE(Log().find("|Invalid board handle"), std::string::npos);
-}
-
 class Tracing : public ApiTest {
 protected:
     void SetUp() override { SetUpApi("orva.genicam.lib=1"); }

@@ -29,30 +29,6 @@ TEST_F(Registers, EachDesignAnswersOnlyForItsOwnNames) {
     }
 }
 
-TEST_F(Registers, ADesignCanLackARegisterWithoutRenumberingTheOthers) {
-    load(R"({"boards":[
-      {"index":0,"type":"0xA64","serial":1,"design":"coaxpress","ports":4},
-      {"index":1,"type":"0xA64","serial":2,"ports":4,
-       "design":{"base":"coaxpress","name":"cxp-no-power-status","without":["PortPowerStatus","Scratch"]}}]})");
-    OHalDevice* full = open(0);
-    OHalDevice* reduced = open(1);
-    const int32_t status = registerNumber(full, "PortPowerStatus");
-    const int32_t scratch = registerNumber(full, "Scratch");
-    ASSERT_GT(status, 0);
-    ASSERT_GT(scratch, 0);
-
-    EXPECT_LE(registerNumber(reduced, "PortPowerStatus"), 0);
-    EXPECT_LE(registerNumber(reduced, "Scratch"), 0);
-    EXPECT_EQ(registerNumber(reduced, "Timestamp"), registerNumber(full, "Timestamp"));
-    uint64_t value = 0;
-    EXPECT_EQ(hal.OHalRegisterRead(reduced, status, &value), ORVA_SIM_ERR_NO_SUCH_REGISTER);
-    EXPECT_EQ(hal.OHalRegisterWrite(reduced, scratch, 1, 0), ORVA_SIM_ERR_NO_SUCH_REGISTER);
-
-    orva_sim_board_info boards[2]{};
-    ASSERT_EQ(orva_sim_list_boards(boards, 2), 2);
-    EXPECT_STREQ(boards[1].design, "cxp-no-power-status");
-}
-
 TEST_F(Registers, ReadOnlyRegisterIgnoresWrites) {
     OHalDevice* device = open(0);
     const uint64_t version = readRegister(device, "CxpDesignVersion");

@@ -4,8 +4,8 @@
 
 #include "impl/core/CDriver.h"
 #include "include/tgx_genicam.h"
-#include "tests/core/CountingAllocator.h"
-#include "tests/core/FakeTechnology.h"
+#include "tests/support/CountingAllocator.h"
+#include "tests/support/FakeTechnology.h"
 
 using orva::test::gAllocations;
 

@@ -6,18 +6,15 @@
 #include <gtest/gtest.h>
 #include <unistd.h>
 
-#include <algorithm>
-#include <cctype>
 #include <cstdlib>
-#include <fstream>
-#include <sstream>
 #include <string>
 
 #include "impl/core/ControllerFactory.h"
 #include "include/tgx_genicam.h"
 #include "orva_sim.h"
 #include "runtime/board/BoardForwarders.h"
-#include "tests/core/FakeTechnology.h"
+#include "support/FakeTechnology.h"
+#include "support/SimNamespace.h"
 
 namespace orva::test {
 
@@ -35,21 +32,9 @@ protected:
     // `logLevels` goes to ORVA_LOG; it must be set before the library's first
     // logger is made, which is why every case runs in a process of its own.
     void SetUpApi(const char* logLevels) {
-        const auto* info = ::testing::UnitTest::GetInstance()->current_test_info();
-        // A simulator namespace takes letters, digits, '.', '_' and '-' only,
-        // and a parameterised test's name has a '/'.
-        std::string tag = std::to_string(getpid()) + "-" + info->name();
-        for (char& c : tag) {
-            c = std::isalnum(static_cast<unsigned char>(c)) != 0 || c == '-' ? c : '_';
-        }
-        tag.resize(std::min<std::size_t>(tag.size(), 56));
-        namespace_ = "api-" + tag;
-        logFile_ = ::testing::TempDir() + "tgx-api-" + tag + ".log";
-        std::remove(logFile_.c_str());
-        setenv("ORVA_SIM_NAMESPACE", namespace_.c_str(), 1);
-        setenv("ORVA_LOG_FILE", logFile_.c_str(), 1);
-        setenv("ORVA_LOG", logLevels, 1);
-        unsetenv("ORVA_SIM_SCENARIO");
+        logFile_ = namespace_.folder() + "/tgx.log";
+        SetEnv("ORVA_LOG_FILE", logFile_);
+        SetEnv("ORVA_LOG", logLevels);
     }
     void TearDown() override {
         if (board != nullptr) {
@@ -57,16 +42,9 @@ protected:
             board = nullptr;
         }
         core::SetControllerCreatorForTesting(nullptr);
-        orva_sim_destroy();
-        std::remove(logFile_.c_str());
     }
 
-    std::string Log() const {
-        std::ifstream in(logFile_);
-        std::stringstream text;
-        text << in.rdbuf();
-        return text.str();
-    }
+    std::string Log() const { return ReadFile(logFile_); }
 
     // Board 0 on the technology the test brings, into `board` and `fake`;
     // freed by TearDown.
@@ -94,7 +72,7 @@ protected:
     FakeController* fake = nullptr;
 
 private:
-    std::string namespace_;
+    TestNamespace namespace_{"api"};
     std::string logFile_;
     std::vector<Gb_Struct_s*> grabbers_;
 };

@@ -5,8 +5,8 @@
 #include "impl/core/CDriver.h"
 #include "include/tgx_genicam.h"
 #include "runtime/logging/Logging.h"
-#include "tests/core/CountingAllocator.h"
-#include "tests/core/FakeTechnology.h"
+#include "support/CountingAllocator.h"
+#include "support/FakeTechnology.h"
 
 using orva::test::gAllocations;
 

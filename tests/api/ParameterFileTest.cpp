@@ -33,20 +33,15 @@ protected:
         std::remove(path.c_str());
         ApiTest::TearDown();
     }
-    std::string File() const {
-        std::ifstream in(path);
-        std::stringstream text;
-        text << in.rdbuf();
-        return text.str();
-    }
-    void WriteFile(const std::string& text) const { std::ofstream(path, std::ios::trunc) << text; }
+    std::string File() const { return orva::test::ReadFile(path); }
+    void WriteFile(const std::string& text) const { orva::test::WriteFile(path, text); }
 
     TgxCameraHandle* first = nullptr;
     TgxCameraHandle* second = nullptr;
     std::string path;
 };
 
-TEST_F(ParameterFile, ADumpLoadedIntoASecondCameraGivesTheSameValues) {
+TEST_F(ParameterFile, TheDumpsLinesAndWhatALoadLeavesAlone) {
     ASSERT_EQ(Tgx_setIntegerValue(first, "Width", 1024), TGX_OK);
     ASSERT_EQ(Tgx_setFloatValue(first, "ExposureTime", 1234.5678), TGX_OK);
     ASSERT_EQ(Tgx_setBooleanValue(first, "ReverseX", 1), TGX_OK);
@@ -65,21 +60,9 @@ TEST_F(ParameterFile, ADumpLoadedIntoASecondCameraGivesTheSameValues) {
 
     fake->port(1).memory()[0x107] = 0x55; // the second camera's own read-only value
     ASSERT_EQ(Tgx_LoadCameraParameters(second, path.c_str(), TGX_LOAD_PARAMETERS_STOP_ON_ERROR), TGX_OK);
-    int64_t width = 0;
-    double exposure = 0;
-    uint32_t reverse = 0;
     const char* id = nullptr;
-    const char* format = nullptr;
-    EXPECT_EQ(Tgx_getIntegerValue(second, "Width", &width), TGX_OK);
-    EXPECT_EQ(width, 1024);
-    EXPECT_EQ(Tgx_getFloatValue(second, "ExposureTime", &exposure), TGX_OK);
-    EXPECT_FLOAT_EQ(exposure, 1234.5678F);
-    EXPECT_EQ(Tgx_getBooleanValue(second, "ReverseX", &reverse), TGX_OK);
-    EXPECT_EQ(reverse, 1U);
     EXPECT_EQ(Tgx_getStringValue(second, "DeviceUserID", &id), TGX_OK);
     EXPECT_STREQ(id, "left camera");
-    EXPECT_EQ(Tgx_getEnumerationValueAsString(second, "PixelFormat", &format), TGX_OK);
-    EXPECT_STREQ(format, "Mono16");
     EXPECT_EQ(fake->port(1).memory()[0x107], 0x55) << "read-only values are left alone";
 }
 

@@ -17,12 +17,7 @@ namespace {
 
 using ValueLines = std::map<std::string, std::string>;
 
-std::string ReadFile(const std::string& path) {
-    std::ifstream in(path);
-    std::stringstream text;
-    text << in.rdbuf();
-    return text.str();
-}
+using orva::test::ReadFile;
 
 // The "name=value" lines of a dump; comments (read-only values among them)
 // left out.

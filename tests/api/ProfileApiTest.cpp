@@ -14,16 +14,8 @@ using orva::test::ApiTest;
 
 namespace {
 
-std::string ReadFile(const std::string& path) {
-    std::ifstream in(path);
-    std::stringstream text;
-    text << in.rdbuf();
-    return text.str();
-}
-
-void WriteFile(const std::string& path, const std::string& text) {
-    std::ofstream(path, std::ios::trunc) << text;
-}
+using orva::test::ReadFile;
+using orva::test::WriteFile;
 
 std::unique_ptr<orva::core::IControllerInterface> CreateSixPortController(int64_t, const orva::board::BoardHandles&,
                                                                           bool) {

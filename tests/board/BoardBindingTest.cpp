@@ -82,14 +82,6 @@ TEST_F(BoardBinding, OneMissingLibraryLeavesTheOthersBound) {
     EXPECT_EQ(DsgGetRegisterByName(nullptr, "BoardVersion"), kDsgrtUnavailable);
 }
 
-TEST_F(BoardBinding, RepeatedBindsStoreTheSameEntries) {
-    ASSERT_EQ(BindOrvaHal(), 0);
-    void* first = Entry(BoardLibrary::OrvaHal, SlotOf(kOrvaHalNames, "OHalRegisterRead"));
-    ASSERT_EQ(BindOrvaHal(), 0);
-    EXPECT_EQ(Entry(BoardLibrary::OrvaHal, SlotOf(kOrvaHalNames, "OHalRegisterRead")), first);
-    EXPECT_NE(first, nullptr);
-}
-
 TEST_F(BoardBinding, FreeingTheGrabberLibrariesEmptiesItsTable) {
     ASSERT_EQ(BindGblib5(), 0);
     ASSERT_TRUE(IsBound(BoardLibrary::Gblib5));

@@ -5,8 +5,6 @@
 #pragma once
 
 #include <gtest/gtest.h>
-#include <sys/stat.h>
-#include <unistd.h>
 
 #include <cstdlib>
 #include <filesystem>
@@ -18,7 +16,7 @@
 #include "include/tgx_genicam.h"
 #include "orva_sim.h"
 #include "runtime/board/BoardForwarders.h"
-#include "tests/cxpcontroller/ShortWaits.h"
+#include "support/SimNamespace.h"
 
 namespace orva::cameratest {
 
@@ -37,22 +35,10 @@ inline std::string CameraScenario(const std::string& params) {
 class CameraTest : public ::testing::Test {
 protected:
     void SetUp() override {
-        const auto* info = ::testing::UnitTest::GetInstance()->current_test_info();
-        std::ostringstream name;
-        name << "camera-" << getpid() << "-" << std::hex << std::hash<std::string>{}(info->name());
-        namespace_ = name.str();
-        folder_ = ::testing::TempDir() + namespace_;
-        std::filesystem::create_directories(folder_);
-        logFile_ = folder_ + "/tgx.log";
-        // Set before any thread of the test runs; children started by the
-        // test inherit it.
-        // NOLINTBEGIN(concurrency-mt-unsafe)
-        setenv("ORVA_SIM_NAMESPACE", namespace_.c_str(), 1);
-        unsetenv("ORVA_SIM_SCENARIO");
-        setenv("ORVA_LOG_FILE", logFile_.c_str(), 1);
-        setenv("ORVA_LOG", "*=5", 1);
-        orva::test::UseShortCxpWaits(folder_);
-        // NOLINTEND(concurrency-mt-unsafe)
+        logFile_ = Folder() + "/tgx.log";
+        test::SetEnv("ORVA_LOG_FILE", logFile_);
+        test::SetEnv("ORVA_LOG", "*=5");
+        test::UseShortCxpWaits(Folder());
     }
 
     void TearDown() override {
@@ -62,8 +48,6 @@ protected:
         if (grabber_ != nullptr) {
             board::Gb_FreeGrabber(grabber_);
         }
-        orva_sim_destroy();
-        std::filesystem::remove_all(folder_);
     }
 
     // Loads the scenario, opens board 0, finds the camera and connects it.
@@ -77,21 +61,15 @@ protected:
         ASSERT_EQ(Tgx_connectCamera(camera), TGX_OK) << Log();
     }
 
-    std::string Log() const {
-        std::ifstream in(logFile_);
-        std::stringstream text;
-        text << in.rdbuf();
-        return text.str();
-    }
+    std::string Log() const { return test::ReadFile(logFile_); }
 
-    const std::string& Folder() const { return folder_; }
+    const std::string& Folder() const { return namespace_.folder(); }
 
     TgxBoardHandle* board = nullptr;
     TgxCameraHandle* camera = nullptr;
 
 private:
-    std::string namespace_;
-    std::string folder_;
+    test::TestNamespace namespace_{"camera"};
     std::string logFile_;
     Gb_Struct_s* grabber_ = nullptr;
 };

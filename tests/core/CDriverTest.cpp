@@ -7,7 +7,7 @@
 #include <vector>
 
 #include "impl/core/CDriver.h"
-#include "tests/core/FakeTechnology.h"
+#include "support/FakeTechnology.h"
 
 using orva::core::CDriver;
 using orva::core::kLinkIndexExtension;
@@ -102,16 +102,6 @@ TEST_F(Driver, PortAccessGoesToTheIndexedPortOrFailsPastTheEnd) {
     EXPECT_EQ(byte, 0x34);
     EXPECT_EQ(driver.ReadPort(4, 0, &byte, 1, 100), TGX_ERR_INVALID_POINTER);
     EXPECT_EQ(driver.WritePort(4, 0, &byte, 1, 100), TGX_ERR_INVALID_POINTER);
-}
-
-TEST_F(Driver, PowerCommandsReachTheController) {
-    EXPECT_EQ(driver.PowerSwitch(0x3, TGX_POWER_ON), TGX_OK);
-    EXPECT_EQ(fake->calls.back(), "PowerOn 3");
-    EXPECT_EQ(driver.PowerSwitch(0x1, TGX_POWER_OFF), TGX_OK);
-    EXPECT_EQ(fake->calls.back(), "PowerOff 1");
-    const auto before = fake->calls.size();
-    EXPECT_EQ(driver.PowerSwitch(0x1, 7), TGX_OK);
-    EXPECT_EQ(fake->calls.size(), before) << "an unknown command does nothing";
 }
 
 struct EventLog {

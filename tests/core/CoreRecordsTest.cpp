@@ -9,33 +9,12 @@
 #include "impl/core/CCameraInfo.h"
 #include "impl/core/CCameraInterface.h"
 #include "impl/core/ControllerFactory.h"
-#include "tests/core/FakeTechnology.h"
+#include "support/FakeTechnology.h"
 
 using namespace orva::core;
 using orva::test::FakePort;
 
 namespace {
-
-TEST(CameraInfo, ResetEmptiesEveryField) {
-    CCameraInfo info;
-    info.SetRevision(0x20000);
-    info.SetControlPacketSizeLimit(1024);
-    info.SetVersionsSupported(0x7);
-    info.SetVersionUsed(4);
-    info.SetDeviceName("cam");
-    info.SetUserId("line-3");
-    info.SetFamilyName("family");
-    EXPECT_TRUE(info.IsVersionSupported(0x5));
-    EXPECT_FALSE(info.IsVersionSupported(0x9));
-    info.Reset();
-    EXPECT_EQ(info.GetRevision(), 0U);
-    EXPECT_EQ(info.GetControlPacketSizeLimit(), 0U);
-    EXPECT_EQ(info.GetVersionsSupported(), 0U);
-    EXPECT_EQ(info.GetVersionUsed(), 0U);
-    EXPECT_STREQ(info.GetDeviceName(), "");
-    EXPECT_STREQ(info.GetUserId(), "");
-    EXPECT_STREQ(info.GetFamilyName(), "");
-}
 
 TEST(CameraInfo, ReadersSeeWholeTextsWhileTheIdentityIsReadAgain) {
     FakePort port(0);
@@ -83,19 +62,6 @@ TEST(CameraLinks, TableLimitsAreEnforced) {
     EXPECT_EQ(camera.SetLinkAppletMasterId(2, 0x1234), TGX_OK);
     EXPECT_EQ(camera.GetLink(2).appletMasterId, 0x1234);
     EXPECT_EQ(camera.GetLink(7).fgPort, -1);
-}
-
-TEST(ControllerFactory, BoardTypesMapToTheirTechnology) {
-    // Neighbours of the rows belong to no technology.
-    const std::pair<int32_t, Technology> cases[] = {
-        {0xA62, Technology::CameraLinkHS}, {0xA64, Technology::CoaXPress},  {0xB68, Technology::CoaXPress},
-        {0xA40, Technology::CameraLink},   {0xA45, Technology::CameraLink}, {0x7591, Technology::CameraLink},
-        {0xE44, Technology::GigEVision},   {0xA3F, Technology::None},       {0xA46, Technology::None},
-        {0xA63, Technology::None},         {-1, Technology::None},
-    };
-    for (const auto& [type, technology] : cases) {
-        EXPECT_EQ(TechnologyOfBoardType(type), technology) << std::hex << type;
-    }
 }
 
 } // namespace

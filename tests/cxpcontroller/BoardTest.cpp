@@ -102,18 +102,5 @@ TEST_F(CxpBoard, CamerasAreListedWithTheirLinksAndEventsReachTheApplication) {
     EXPECT_EQ(application.cameraCounts[0], 2);
 }
 
-TEST_F(CxpBoard, PowerSwitchReachesThePorts) {
-    ASSERT_NO_FATAL_FAILURE(Load(Scenario(Board(0, "0xA64", R"("coaxpress")", 4, "", "off"))));
-    ASSERT_NO_FATAL_FAILURE(OpenDriver());
-    ASSERT_EQ(driver->PowerSwitch(0x6, TGX_POWER_ON), TGX_OK);
-    EXPECT_EQ(PortPower(0), static_cast<uint32_t>(ORVA_SIM_POWER_OFF));
-    EXPECT_EQ(PortPower(1), static_cast<uint32_t>(ORVA_SIM_POWER_ON));
-    EXPECT_EQ(PortPower(2), static_cast<uint32_t>(ORVA_SIM_POWER_ON));
-    // The board's own properties answer behind the controller's.
-    uint32_t ports = 0;
-    EXPECT_EQ(driver->GetBoardProperty("NrOfPorts", &ports, 1, nullptr), TGX_OK);
-    EXPECT_EQ(ports, 4u);
-}
-
 } // namespace
 } // namespace orva::cxptest

@@ -4,12 +4,9 @@
 #pragma once
 
 #include <gtest/gtest.h>
-#include <sys/stat.h>
-#include <unistd.h>
 
 #include <chrono>
 #include <condition_variable>
-#include <cstdlib>
 #include <functional>
 #include <memory>
 #include <mutex>
@@ -23,7 +20,7 @@
 #include "runtime/board/BoardForwarders.h"
 #include "runtime/board/GrabberHandle.h"
 #include "runtime/templates/ByteOrder.h"
-#include "tests/cxpcontroller/ShortWaits.h"
+#include "support/SimNamespace.h"
 
 namespace orva::cxptest {
 
@@ -104,30 +101,13 @@ inline std::string Scenario(const std::string& boards) {
 
 class CxpControllerTest : public ::testing::Test {
 protected:
-    void SetUp() override {
-        const auto* info = ::testing::UnitTest::GetInstance()->current_test_info();
-        // Namespace names are short: the case's name goes in as a hash.
-        std::ostringstream name;
-        name << "cxpctl-" << getpid() << "-" << std::hex << std::hash<std::string>{}(info->name());
-        namespace_ = name.str();
-        configDir_ = ::testing::TempDir() + namespace_;
-        ::mkdir(configDir_.c_str(), 0700);
-        // The cases change the environment before any thread of theirs runs.
-        // NOLINTBEGIN(concurrency-mt-unsafe)
-        setenv("ORVA_SIM_NAMESPACE", namespace_.c_str(), 1);
-        unsetenv("ORVA_SIM_SCENARIO");
-        orva::test::UseShortCxpWaits(configDir_);
-        // NOLINTEND(concurrency-mt-unsafe)
-    }
+    void SetUp() override { test::UseShortCxpWaits(namespace_.folder()); }
 
     void TearDown() override {
         controller.reset();
         for (Gb_Struct_s* grabber : grabbers_) {
             board::Gb_FreeGrabber(grabber);
         }
-        orva_sim_destroy();
-        ::rmdir((configDir_ + "/orva").c_str());
-        ::rmdir(configDir_.c_str());
     }
 
     void Load(const std::string& scenario) {
@@ -178,8 +158,7 @@ protected:
     EventLog events;
 
 private:
-    std::string namespace_;
-    std::string configDir_;
+    test::TestNamespace namespace_{"cxpctl"};
     std::vector<Gb_Struct_s*> grabbers_;
 };
 

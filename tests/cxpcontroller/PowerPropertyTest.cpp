@@ -135,16 +135,6 @@ TEST_F(CxpProperties, SenseValuesInTheCodingOfEachBoardGroup) {
     }
 }
 
-TEST_F(CxpProperties, AuxiliarySensorOnTheOldestBoards) {
-    ASSERT_NO_FATAL_FAILURE(Load(Scenario(Board(0, "0xA53", R"("cxp-drp")", 4, ""))));
-    ASSERT_NO_FATAL_FAILURE(Open());
-    uint32_t port = 2;
-    double reading = -1;
-    ASSERT_EQ(controller->GetBoardProperty("CxpPowerAdIn", &reading, kDouble, &port), TGX_OK);
-    const double raw = static_cast<double>(DesignRegister("CxpPowerAdIn_2"));
-    EXPECT_DOUBLE_EQ(reading, raw * 300.0 / (13800.0 - raw));
-}
-
 TEST_F(CxpProperties, CameraRecordsBeforeAndAfterTheFirstScan) {
     ASSERT_NO_FATAL_FAILURE(
         Load(Scenario(Board(0, "0xA64", R"("coaxpress")", 4, R"({"model": "cxp-camera", "ports": [3]})"))));

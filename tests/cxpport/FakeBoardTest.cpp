@@ -5,28 +5,21 @@
 #include <algorithm>
 #include <array>
 #include <cstdlib>
-#include <fstream>
-#include <sstream>
 
 #include "runtime/templates/RuntimeLibrary.h"
+#include "support/TestSupport.h"
 
 namespace orva::cxptest {
 
 namespace {
 
+using orva::test::SetEnv;
+using orva::test::UnsetEnv;
+
 // The board device and design handles are opaque to the port; the scripted
 // board doesn't look at them.
 OHalDevice* const kDevice = reinterpret_cast<OHalDevice*>(uintptr_t{0x1000});
 DsgDesign* const kDesign = reinterpret_cast<DsgDesign*>(uintptr_t{0x2000});
-
-// The tests change the environment only from their main thread, while no
-// other thread of theirs runs.
-void SetEnv(const char* name, const std::string& value) {
-    setenv(name, value.c_str(), 1); // NOLINT(concurrency-mt-unsafe)
-}
-void UnsetEnv(const char* name) {
-    unsetenv(name); // NOLINT(concurrency-mt-unsafe)
-}
 
 std::string LogFile() {
     return ::testing::TempDir() + "cxpport-" + std::to_string(getpid()) + ".log";
@@ -50,10 +43,7 @@ public:
 const auto* const kLogEnvironment = ::testing::AddGlobalTestEnvironment(new LogEnvironment);
 
 std::string ReadLog() {
-    std::ifstream in(LogFile());
-    std::stringstream text;
-    text << in.rdbuf();
-    return text.str();
+    return orva::test::ReadFile(LogFile());
 }
 
 } // namespace
@@ -95,12 +85,6 @@ std::vector<std::vector<uint64_t>> Commands(uint32_t port) {
         commands.push_back(rows);
     }
     return commands;
-}
-
-std::vector<uint64_t> FakeBoardTest::Writes(const char* name) {
-    std::vector<uint64_t> writes(FakeCxp_RegisterWrites(name, nullptr, 0));
-    FakeCxp_RegisterWrites(name, writes.data(), static_cast<uint32_t>(writes.size()));
-    return writes;
 }
 
 std::vector<uint32_t> FakeBoardTest::ControlCalls(const char* name, uint32_t port) {

@@ -26,7 +26,6 @@ protected:
 
     // Scripts one answer of `acks` on `port`.
     static void Answer(uint32_t port, const std::vector<std::vector<uint32_t>>& acks);
-    static std::vector<uint64_t> Writes(const char* name);
     static std::vector<uint32_t> ControlCalls(const char* name, uint32_t port);
     static std::vector<uint32_t> QueueReadTimeouts(uint32_t port);
 

@@ -1,7 +1,8 @@
 // The port end to end against the simulated CoaXPress boards, through the
 // board libraries as the library binds them: link lock on each core type,
-// identity, description and tags, and concurrent access. How the port meets
-// each answer of a camera is the scripted board's part.
+// identity, description and tags, the camera's answers that the simulated
+// camera can give, and concurrent access. The answers only a scripted board
+// can give are the scripted board's part.
 
 #include <gtest/gtest.h>
 #include <unistd.h>
@@ -9,7 +10,6 @@
 #include <algorithm>
 #include <array>
 #include <atomic>
-#include <cctype>
 #include <string>
 #include <thread>
 #include <vector>
@@ -19,6 +19,7 @@
 #include "include/tgx_genicam.h"
 #include "orva_sim.h"
 #include "runtime/board/BoardForwarders.h"
+#include "support/SimNamespace.h"
 
 namespace orva::cxptest {
 namespace {
@@ -26,14 +27,7 @@ namespace {
 using cxp::CCxpPort;
 namespace wire = cxp::wire;
 
-// The tests change the environment only from their main thread, while no
-// other thread of theirs runs.
-void SetEnv(const char* name, const std::string& value) {
-    setenv(name, value.c_str(), 1); // NOLINT(concurrency-mt-unsafe)
-}
-void UnsetEnv(const char* name) {
-    unsetenv(name); // NOLINT(concurrency-mt-unsafe)
-}
+using orva::test::SetEnv;
 
 // Set once per process, before the first logger exists.
 class SimEnvironment : public ::testing::Environment {
@@ -42,7 +36,6 @@ public:
         const std::string config = ::testing::TempDir() + "cxpport-sim-config-" + std::to_string(getpid());
         SetEnv("XDG_CONFIG_HOME", config);
         SetEnv("ORVA_LOG", "orva.genicam.CxpController=2");
-        UnsetEnv("ORVA_SIM_SCENARIO");
     }
 };
 
@@ -58,20 +51,11 @@ constexpr const char* kQueueBoard = R"({"boards":[{"index":0,"type":"0xA64","ser
 
 class SimPort : public ::testing::Test {
 protected:
-    void SetUp() override {
-        const auto* info = ::testing::UnitTest::GetInstance()->current_test_info();
-        std::string ns = ("cxpport-" + std::to_string(getpid()) + "-" + info->name()).substr(0, 64);
-        std::replace_if(
-            ns.begin(), ns.end(), [](char c) { return std::isalnum(static_cast<unsigned char>(c)) == 0 && c != '-'; },
-            '_');
-        SetEnv("ORVA_SIM_NAMESPACE", ns);
-    }
     void TearDown() override {
         ports_.clear();
         if (grabber_ != nullptr) {
             orva::board::Gb_FreeGrabber(grabber_);
         }
-        EXPECT_EQ(orva_sim_destroy(), ORVA_SIM_OK) << orva_sim_last_error();
     }
 
     void Load(const char* json) {
@@ -97,6 +81,7 @@ protected:
     Gb_Struct_s* grabber_ = nullptr;
 
 private:
+    test::TestNamespace namespace_{"cxpport"};
     std::vector<std::unique_ptr<CCxpPort>> ports_;
 };
 
@@ -181,6 +166,48 @@ TEST_F(SimPort, QueuePathNegotiatesTagsWithATwoPointZeroCamera) {
     std::string xml;
     ASSERT_EQ(port.GetXmlInfo(xml, 0), 0);
     EXPECT_NE(xml.find("</RegisterDescription>"), std::string::npos);
+}
+
+// What one access gives when the camera answers in one of its ways; the
+// channel is usable again right after.
+struct Answer {
+    const char* what;
+    const char* fault; // armed once on port 0; empty: none
+    bool write;
+    uint32_t address;
+    int32_t status;
+};
+
+TEST_F(SimPort, EachAnswerOfTheCameraEndsTheAccessWithItsStatus) {
+    const Answer answers[] = {
+        {"wait, then the final acknowledge", "wait-next-ack", false, 0x4004, 0},
+        {"tentative, then the final acknowledge", "tentative-next-ack", false, 0x4004, 0},
+        {"data whose CRC fails", "corrupt-next-ack", false, 0x0000, TGX_ERR_GENCP_CRC},
+        {"command corrupted on the cable", "corrupt-next-command", false, 0x0000, TGX_ERR_CXP_CRC},
+        {"no acknowledge", "drop-next-ack", false, 0x0000, TGX_ERR_PACKET_TIMEOUT},
+        {"status that is no status, sent again", "corrupt-next-ack", true, 0x4008, 0},
+        {"unknown address", "", false, 0x3000, TGX_ERR_CXP_INVALID_ADDRESS},
+        {"read-only register", "", true, 0x0000, TGX_ERR_CXP_WRITE_READ_ONLY},
+    };
+    Load(kRegisterBoard);
+    CCxpPort& port = Port(0, 10);
+    ASSERT_EQ(port.LockLinksAtSpeed(3125), 0);
+    for (const Answer& answer : answers) {
+        SCOPED_TRACE(answer.what);
+        if (*answer.fault != '\0') {
+            ASSERT_EQ(orva_sim_inject_fault(0, 0, answer.fault, 1), ORVA_SIM_OK) << orva_sim_last_error();
+        }
+        std::array<uint8_t, 4> bytes{0xEE, 0xEE, 0xEE, 0xEE};
+        const int32_t status = answer.write ? port.WriteMem(answer.address, bytes.data(), 4, 200)
+                                            : port.ReadMem(answer.address, bytes.data(), 4, 200);
+        EXPECT_EQ(status, answer.status);
+        if (status != 0 && !answer.write) {
+            EXPECT_EQ(bytes, (std::array<uint8_t, 4>{0xEE, 0xEE, 0xEE, 0xEE})) << "a failed read leaves the buffer";
+        }
+        int32_t next = -1;
+        EXPECT_EQ(Read32(port, 0x0000, &next), CCxpPort::kMagicValue);
+        EXPECT_EQ(next, 0);
+    }
 }
 
 TEST_F(SimPort, ThreadsShareAPortAndTheBoard) {

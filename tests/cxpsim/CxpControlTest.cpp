@@ -6,7 +6,6 @@
 
 #include <array>
 #include <cstring>
-#include <random>
 
 namespace orva::cxpsimtest {
 namespace {
@@ -67,17 +66,6 @@ TEST_F(RegisterPath, WriteOfOneToConnectionResetIsNotAcknowledgedAndResetsTheLin
     EXPECT_EQ(ack, dataAck(0));
 }
 
-TEST_F(RegisterPath, WriteIsAcknowledgedAndReadBackOnEveryLink) {
-    const uint32_t hostId[] = {swap32(0x00000203)};
-    EXPECT_EQ(exchangeByRegisters(board, 0, commandBody(true, 0x4008, 4, hostId)), (std::vector<uint32_t>{kAckFinal}));
-    for (uint32_t port : {0u, 1u}) {
-        EXPECT_EQ(exchangeByRegisters(board, port, commandBody(false, 0x4008, 4)), dataAck(0x203))
-            << "the master link's value shows on port " << port;
-        EXPECT_EQ(exchangeByRegisters(board, port, commandBody(false, 0x4004, 4)), dataAck(port))
-            << "device connection id of link " << port;
-    }
-}
-
 TEST_F(RegisterPath, BadCrcIsAnsweredWithItsStatus) {
     auto rows = registerRows(kReadConfig4014);
     rows[rows.size() - 2].first ^= 0x00010000;
@@ -121,23 +109,6 @@ TEST_F(RegisterPath, PacketWithoutStartMarkerIsIgnored) {
     EXPECT_EQ(cameraCounter(0, 0, 12), 1u) << "the camera counts what it couldn't frame";
 }
 
-TEST_F(RegisterPath, DroppedAcknowledgeLeavesTheNextOneToTheNextCommand) {
-    ASSERT_EQ(orva_sim_inject_fault(0, 0, "drop-next-ack", 1), ORVA_SIM_OK);
-    sendRows(board, 0, registerRows(commandBody(false, 0x0000, 4)));
-    EXPECT_EQ(exchangeByRegisters(board, 0, commandBody(false, 0x0004, 4)), dataAck(0x00020000))
-        << "the first answer to arrive is the one to the revision";
-    EXPECT_EQ(cameraCounter(0, 0, 20), 1u) << "the camera counts what it dropped";
-    EXPECT_EQ(orva_sim_pending_fault(0, 0, "drop-next-ack"), 0);
-}
-
-TEST_F(RegisterPath, LateAcknowledgeComesAfterThoseOfOtherLinks) {
-    ASSERT_EQ(orva_sim_inject_fault(0, 0, "late-next-ack", 1), ORVA_SIM_OK);
-    sendRows(board, 0, registerRows(commandBody(false, 0x0000, 4)));
-    ASSERT_EQ(exchangeByRegisters(board, 1, commandBody(false, 0x4004, 4)).size(), 4u);
-    EXPECT_NE(get(board, "CxpRxCmdAckPacketData_0") >> 33 & 1, 0u) << "nothing yet on the late link";
-    EXPECT_EQ(receiveByRegisters(board, 0, 5000), dataAck(kMagic));
-}
-
 TEST_F(RegisterPath, CorruptedAcknowledgeFailsItsCrcOrItsStatus) {
     ASSERT_EQ(orva_sim_inject_fault(0, 0, "corrupt-next-ack", 2), ORVA_SIM_OK);
     const auto data = exchangeByRegisters(board, 0, commandBody(false, 0x0000, 4));
@@ -166,52 +137,6 @@ TEST_F(RegisterPath, WaitAndTentativeAcknowledgesComeBeforeTheFinalOne) {
     EXPECT_EQ(receiveByRegisters(board, 0), dataAck(kMagic));
 }
 
-TEST_F(RegisterPath, CameraOfSlowWritesAnnouncesItsWait) {
-    load(R"({"boards":[{"index":0,"type":"0xA64","serial":1,"design":"cxp-dual-1","ports":1,
-      "cameras":[{"model":"cxp-camera","ports":[0],"params":{"waitAckMs":40,"tentativeAcks":true}}]}]})");
-    board = open(0);
-    const uint32_t width[] = {swap32(640)};
-    sendRows(board, 0, registerRows(commandBody(true, 0x10000, 4, width)));
-    EXPECT_EQ(receiveByRegisters(board, 0), (std::vector<uint32_t>{kAckTentative}));
-    const auto wait = receiveByRegisters(board, 0);
-    ASSERT_EQ(wait.size(), 4u);
-    EXPECT_EQ(wait[0], kAckWait);
-    EXPECT_EQ(swap32(wait[2]), 40u);
-    EXPECT_EQ(receiveByRegisters(board, 0), (std::vector<uint32_t>{kAckFinal}));
-    // Reads need no wait.
-    sendRows(board, 0, registerRows(commandBody(false, 0x10000, 4)));
-    EXPECT_EQ(receiveByRegisters(board, 0), (std::vector<uint32_t>{kAckTentative}));
-    EXPECT_EQ(receiveByRegisters(board, 0), dataAck(640));
-}
-
-TEST_F(RegisterPath, FaultsTheCameraDoesntKnowAreRefused) {
-    EXPECT_EQ(orva_sim_inject_fault(0, 0, "drop-next-answer", 1), ORVA_SIM_ERR_UNKNOWN_FAULT);
-    EXPECT_NE(std::string(orva_sim_last_error()).find("drop-next-ack"), std::string::npos) << "it names those it knows";
-    EXPECT_EQ(orva_sim_inject_fault(0, 2, "drop-next-ack", 1), ORVA_SIM_ERR_NO_CAMERA);
-}
-
-TEST_F(RegisterPath, GarbageInTheCommandFifoLeavesTheChannelWorking) {
-    std::mt19937 random(20240601);
-    for (int packet = 0; packet < 200; ++packet) {
-        const int words = static_cast<int>(random() % 40);
-        std::vector<Row> rows;
-        rows.reserve(static_cast<size_t>(words) + 3);
-        for (int i = 0; i < words; ++i) {
-            rows.emplace_back(static_cast<uint32_t>(random()), static_cast<uint32_t>(random() % 2));
-        }
-        // Sometimes well framed around a random body, sometimes not at all.
-        if (packet % 2 == 0) {
-            rows.insert(rows.begin(), {{kStartOfPacket, 1}, {kCommandType, 0}});
-            rows.emplace_back(kEndOfPacket, 3);
-        } else {
-            rows.emplace_back(static_cast<uint32_t>(random()), 3);
-        }
-        sendRows(board, 0, rows);
-    }
-    drainRegisters(board, 0);
-    EXPECT_EQ(exchangeByRegisters(board, 0, commandBody(false, 0x0000, 4)), dataAck(kMagic));
-}
-
 // The default set-up: board 0 with the queue path, a camera of two links on
 // ports 0 and 1, and one of one link (revision 1.1) on port 2.
 class QueuePath : public CxpTest {
@@ -229,17 +154,6 @@ TEST_F(QueuePath, ReadWithoutTagComesBackWithoutMarkersAndCrc) {
     const std::vector<uint32_t> expected{3, 0x00000000, 0x04000000, swap32(0x00020038)};
     EXPECT_EQ(receiveQueue(board, 0), expected);
     EXPECT_EQ(hal.OHalDataQueueGetNrOfWords(board, 0), 0);
-}
-
-TEST_F(QueuePath, WriteOfOneToConnectionResetIsNotAcknowledged) {
-    sendQueue(board, 0, std::array<uint32_t, 4>{3, 0x04000001, 0x00400000, 0x01000000});
-    std::vector<uint32_t> ack;
-    ASSERT_TRUE(eventually([&] {
-        sendQueue(board, 0, queueCommand(commandBody(false, 0x0000, 4)));
-        ack = receiveQueue(board, 0, 20);
-        return !ack.empty();
-    }));
-    EXPECT_EQ(ack, queueDataAck(kMagic));
 }
 
 TEST_F(QueuePath, TaggedPacketsOnceBothSidesRunVersionTwo) {
@@ -262,33 +176,10 @@ TEST_F(QueuePath, TaggedPacketsOnceBothSidesRunVersionTwo) {
               (std::vector<uint32_t>{2 | kQueueTagFlag, 0x07070707, kAckWriteReadOnly}));
 }
 
-TEST_F(QueuePath, TaggedWriteOfConnectionResetDropsTheCameraBackToVersionOneOne) {
-    ASSERT_EQ(hal.OHalCameraCtrlSetPortCxpStandardVersion(board, 0, 3), ORVA_SIM_OK);
-    const uint32_t v20[] = {swap32(0x00020000)};
-    ASSERT_EQ(exchangeByQueue(board, 0, commandBody(true, 0x4048, 4, v20)), (std::vector<uint32_t>{1, kAckFinal}));
-    const uint32_t one[] = {swap32(1)};
-    sendQueue(board, 0, queueCommand(commandBody(true, 0x4000, 4, one, 0x01), true));
-
-    std::vector<uint32_t> ack;
-    ASSERT_TRUE(eventually([&] {
-        sendQueue(board, 0, queueCommand(commandBody(false, 0x4048, 4)));
-        ack = receiveQueue(board, 0, 20);
-        return !ack.empty();
-    }));
-    EXPECT_EQ(ack, queueDataAck(0x00010001));
-}
-
 TEST_F(QueuePath, CommandCorruptedOnTheCableIsAnsweredWithBadCrc) {
     ASSERT_EQ(orva_sim_inject_fault(0, 0, "corrupt-next-command", 1), ORVA_SIM_OK);
     EXPECT_EQ(exchangeByQueue(board, 0, commandBody(false, 0x0000, 4)), (std::vector<uint32_t>{1, kAckBadCrc}));
     EXPECT_EQ(exchangeByQueue(board, 0, commandBody(false, 0x0000, 4)), queueDataAck(kMagic));
-}
-
-TEST_F(QueuePath, BoardDropsAnAcknowledgeWhoseCrcFails) {
-    ASSERT_EQ(orva_sim_inject_fault(0, 0, "corrupt-next-ack", 1), ORVA_SIM_OK);
-    sendQueue(board, 0, queueCommand(commandBody(false, 0x0000, 4)));
-    EXPECT_EQ(exchangeByQueue(board, 0, commandBody(false, 0x0004, 4)), queueDataAck(0x00020000))
-        << "the first acknowledge to come through is the second one";
 }
 
 TEST_F(QueuePath, WaitAcknowledgeArrivesWithoutItsCrc) {
@@ -297,35 +188,6 @@ TEST_F(QueuePath, WaitAcknowledgeArrivesWithoutItsCrc) {
     EXPECT_EQ(exchangeByQueue(board, 0, commandBody(true, 0x4008, 4, hostId)),
               (std::vector<uint32_t>{3, kAckWait, swap32(4), swap32(100)}));
     EXPECT_EQ(receiveQueue(board, 0), (std::vector<uint32_t>{1, kAckFinal}));
-}
-
-TEST_F(QueuePath, GarbageInTheCommandQueueLeavesTheChannelWorking) {
-    std::mt19937 random(20240602);
-    for (int packet = 0; packet < 200; ++packet) {
-        std::vector<uint32_t> words(random() % 40);
-        for (auto& w : words) {
-            w = static_cast<uint32_t>(random());
-        }
-        if (packet % 2 == 0 && !words.empty()) {
-            words[0] = static_cast<uint32_t>(words.size() - 1); // a header that fits
-        }
-        std::vector<uint8_t> bytes(words.size() * 4 + random() % 4);
-        if (!words.empty()) {
-            std::memcpy(bytes.data(), words.data(), words.size() * 4);
-        }
-        ASSERT_GE(hal.OHalDataQueueWriteBufferLong(board, 3, bytes.data(), static_cast<uint32_t>(bytes.size()), 0), 0);
-    }
-    while (!receiveQueue(board, 0, 20).empty()) {
-    }
-    EXPECT_EQ(exchangeByQueue(board, 0, commandBody(false, 0x0000, 4)), queueDataAck(kMagic));
-}
-
-TEST_F(QueuePath, ControlQueuesOfAPortAreOnlyItsOwn) {
-    // Queue 4p + 1 and 4p + 2 aren't there; acknowledges come only from 4p.
-    uint32_t word = 0;
-    EXPECT_EQ(hal.OHalDataQueueReadBufferLong(board, 1, &word, 4, 0), ORVA_SIM_ERR_NO_SUCH_QUEUE);
-    EXPECT_EQ(hal.OHalDataQueueWriteBufferLong(board, 0, &word, 4, 0), ORVA_SIM_ERR_WRONG_DIRECTION);
-    EXPECT_EQ(hal.OHalDataQueueReadBufferLong(board, 3, &word, 4, 0), ORVA_SIM_ERR_WRONG_DIRECTION);
 }
 
 } // namespace

@@ -4,7 +4,7 @@
 // that drives a board through the board libraries, with the packets of both
 // control paths built and checked here, independently of the simulator.
 
-#include "sim/SimTestSupport.h"
+#include "support/SimTestSupport.h"
 
 #include <cstdint>
 #include <functional>

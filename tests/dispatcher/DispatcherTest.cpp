@@ -2,6 +2,7 @@
 // playing the library's part: connections and ids, thresholds from ORVA_LOG
 // and at run time, and the lines written.
 #include "CommonLoggingDispatcher.h"
+#include "support/TestSupport.h"
 
 #include <dlfcn.h>
 #include <unistd.h>
@@ -108,10 +109,7 @@ std::vector<std::string> Lines(std::istream&& in) {
     return lines;
 }
 
-// Only called while the test has a single thread.
-void SetEnv(const char* name, const std::string& value) {
-    ::setenv(name, value.c_str(), 1); // NOLINT(concurrency-mt-unsafe)
-}
+using orva::test::SetEnv;
 
 class Dispatcher : public testing::Test {
 protected:
@@ -303,38 +301,6 @@ TEST_F(Dispatcher, SetLevelsTellsEveryOpenConnectionThroughItsLatestCallbacks) {
     EXPECT_THAT(logLines(), IsEmpty());
 }
 
-TEST_F(Dispatcher, OneNameOneIdFromAnyThread) {
-    const Connection connection = connect();
-    constexpr int kThreads = 6;
-    constexpr int kNames = 40;
-    std::vector<std::map<std::string, uint32_t>> seen(kThreads);
-    std::latch start(kThreads);
-    {
-        std::vector<std::jthread> threads;
-        for (int t = 0; t < kThreads; ++t) {
-            threads.emplace_back([&, t] {
-                start.arrive_and_wait();
-                // Each thread walks all names, from its own start and half of them backwards.
-                for (int i = 0; i < kNames; ++i) {
-                    const int step = t % 2 == 0 ? i : kNames - 1 - i;
-                    const std::string name = "orva.logger." + std::to_string((step + 7 * t) % kNames);
-                    seen[t][name] = connection.id(name);
-                }
-            });
-        }
-    }
-    ASSERT_EQ(seen[0].size(), static_cast<size_t>(kNames));
-    std::set<uint32_t> ids;
-    for (const auto& [name, id] : seen[0]) {
-        EXPECT_NE(id, 0u) << name;
-        ids.insert(id);
-        for (int t = 1; t < kThreads; ++t) {
-            EXPECT_EQ(seen[t].at(name), id) << name;
-        }
-    }
-    EXPECT_EQ(ids.size(), seen[0].size()) << "distinct names share an id";
-}
-
 TEST_F(Dispatcher, CallsAfterDisconnectAreHarmless) {
     useLogFile();
     const Connection connection = connect();
@@ -352,20 +318,6 @@ TEST_F(Dispatcher, CallsAfterDisconnectAreHarmless) {
     const auto lines = logLines();
     ASSERT_EQ(lines.size(), 1u);
     EXPECT_THAT(lines[0], HasSubstr("thread-id=1|before"));
-}
-
-TEST_F(Dispatcher, OutputStopsWithTheLastConnection) {
-    useLogFile();
-    const Connection first = connect(0);
-    const Connection second = connect(1);
-    EXPECT_EQ(first.id("a"), second.id("a"));
-    disconnect(0);
-    second.write("a", 5, "thread-id=1|one connection left");
-    disconnect(1);
-    second.write("a", 5, "thread-id=1|none left");
-    const auto lines = logLines();
-    ASSERT_EQ(lines.size(), 1u);
-    EXPECT_THAT(lines[0], HasSubstr("one connection left"));
 }
 
 TEST_F(Dispatcher, ConnectWithoutPlaceForTheFunctionsFails) {

@@ -1,17 +1,13 @@
 // The checks of a description at load: cut-off texts, links to nothing and
 // loops of links are refused with a text that says why, without a crash;
 // links that only select or invalidate may point back. Aravis's log lines
-// reach our logging. And the descriptions of real cameras load, and a walk
-// of their features reads every readable one over a blank camera.
+// reach our logging. Descriptions of real cameras are the camera tests' part.
 #include <gtest/gtest.h>
 
 #include <algorithm>
 #include <cstdlib>
-#include <filesystem>
 #include <fstream>
 #include <glib.h>
-#include <set>
-#include <sstream>
 #include <string>
 #include <vector>
 
@@ -174,102 +170,6 @@ TEST(AravisLog, AFailedPreconditionInAravisReachesOurLoggingALineFromElsewhereDo
     });
     EXPECT_TRUE(AnyStartsWith(lines, "Aravis: arv_")) << ::testing::PrintToString(lines);
     EXPECT_FALSE(AnyStartsWith(lines, "Aravis: a warning of the application")) << ::testing::PrintToString(lines);
-}
-
-// -- descriptions of real cameras ---------------------------------------------
-
-std::filesystem::path TestDataFolder() {
-    return std::filesystem::path(TGX_TEST_SOURCE_DIR_PATH) / ".." / "shared" / "testdata" / "genicam";
-}
-
-std::vector<std::filesystem::path> RealDescriptions() {
-    std::vector<std::filesystem::path> files;
-    std::error_code error;
-    for (const auto& entry : std::filesystem::directory_iterator(TestDataFolder(), error)) {
-        if (entry.path().extension() == ".xml") {
-            files.push_back(entry.path());
-        }
-    }
-    return files;
-}
-
-std::string ReadFile(const std::filesystem::path& path) {
-    std::ifstream in(path, std::ios::binary);
-    std::stringstream text;
-    text << in.rdbuf();
-    return text.str();
-}
-
-struct Walk {
-    int features = 0;
-    int readable = 0;
-    int read = 0;
-    std::vector<std::string> failures;
-    std::set<std::string> seen;
-
-    void Visit(const Node& node) {
-        if (!seen.insert(node.GetName()).second) {
-            return;
-        }
-        if (std::optional<Category> category = node.As<Category>()) {
-            for (const Node& feature : category->GetFeatures()) {
-                Visit(feature);
-            }
-            return;
-        }
-        ++features;
-        try {
-            if (!IsReadable(node.GetAccessMode())) {
-                return;
-            }
-            ++readable;
-            if (auto integer = node.As<Integer>()) {
-                (void)integer->GetValue();
-            } else if (auto number = node.As<Float>()) {
-                (void)number->GetValue();
-            } else if (auto boolean = node.As<Boolean>()) {
-                (void)boolean->GetValue();
-            } else if (auto text = node.As<String>()) {
-                (void)text->GetValue();
-            } else if (auto enumeration = node.As<Enumeration>()) {
-                (void)enumeration->GetCurrentEntry();
-            } else if (auto command = node.As<Command>()) {
-                (void)command->IsDone();
-            } else {
-                --readable; // registers and ports have no value to read here
-                return;
-            }
-            ++read;
-        } catch (const GenApiError& e) {
-            failures.push_back(node.GetName() + ": " + e.what());
-        }
-    }
-};
-
-TEST(RealDescriptions, EachLoadsAndEveryReadableFeatureUnderRootReadsOverABlankCamera) {
-    const std::vector<std::filesystem::path> files = RealDescriptions();
-    if (files.empty()) {
-        GTEST_SKIP() << "no camera descriptions in " << TestDataFolder() << ": the test data folder is absent";
-    }
-    for (const std::filesystem::path& file : files) {
-        SCOPED_TRACE(file.filename().string());
-        std::optional<NodeMap> map;
-        ASSERT_NO_THROW(map.emplace(NodeMap::FromXml(ReadFile(file))));
-        map->Connect(std::make_shared<MemoryPort>());
-        std::optional<Category> root = map->Get<Category>("Root");
-        ASSERT_TRUE(root);
-        Walk walk;
-        walk.Visit(*root);
-        std::string failures;
-        for (const std::string& failure : walk.failures) {
-            failures += "\n  " + failure;
-        }
-        RecordProperty(file.stem().string(), std::to_string(walk.read) + " of " + std::to_string(walk.readable) +
-                                                 " readable features read, " + std::to_string(walk.features) +
-                                                 " features");
-        EXPECT_GT(walk.features, 50);
-        EXPECT_GT(walk.read, walk.readable * 9 / 10) << failures;
-    }
 }
 
 } // namespace

@@ -15,6 +15,7 @@
 #include "core/genapi/GenICamManager.h"
 #include "runtime/templates/InstallationDirectory.h"
 #include "runtime/templates/LibraryInitController.h"
+#include "support/TestSupport.h"
 
 namespace orva::test {
 namespace {
@@ -26,12 +27,6 @@ using core::genapi::SetGenICamEnvironment;
 std::string Env(const char* name) {
     const char* value = std::getenv(name); // NOLINT(concurrency-mt-unsafe)
     return value != nullptr ? value : "<unset>";
-}
-void SetEnv(const char* name, const std::string& value) {
-    ::setenv(name, value.c_str(), 1); // NOLINT(concurrency-mt-unsafe)
-}
-void UnsetEnv(const char* name) {
-    ::unsetenv(name); // NOLINT(concurrency-mt-unsafe)
 }
 
 class GenICamEnvironmentTest : public ::testing::Test {

@@ -77,46 +77,7 @@ TEST_F(NodeMapTest, LookupGivesNothingForAnUnknownNameOrAnotherInterface) {
     EXPECT_TRUE(map_.GetNode("Width")->As<Integer>());
 }
 
-TEST_F(NodeMapTest, NodesCarryTheirNamesAndTexts) {
-    Integer width = Get<Integer>("Width");
-    EXPECT_EQ(width.GetName(), "Width");
-    EXPECT_EQ(width.GetDisplayName(), "Image width");
-    EXPECT_EQ(width.GetToolTip(), "Width of the image in pixels");
-    EXPECT_EQ(width.GetUnit(), "px");
-    EXPECT_EQ(Get<Integer>("Height").GetDisplayName(), "Height");
-    EXPECT_EQ(Get<Float>("Gain").GetUnit(), "dB");
-}
-
-TEST_F(NodeMapTest, GetNodesListsEveryNamedNodeInTheOrderOfTheDescription) {
-    std::vector<std::string> names;
-    for (const Node& node : map_.GetNodes()) {
-        names.push_back(node.GetName());
-    }
-    const auto position = [&](const std::string& name) {
-        return std::find(names.begin(), names.end(), name) - names.begin();
-    };
-    EXPECT_LT(position("Root"), position("Width"));
-    EXPECT_LT(position("Width"), position("WidthReg"));
-    EXPECT_LT(position("WidthReg"), position("PayloadSizeReg"));
-    EXPECT_LT(position("PayloadSizeReg"), static_cast<long>(names.size()));
-    EXPECT_LT(position("Device"), static_cast<long>(names.size()));
-    // Entries are reached through their enumeration.
-    EXPECT_EQ(position("Mono8"), static_cast<long>(names.size()));
-}
-
 // -- integers -----------------------------------------------------------------
-
-TEST_F(NodeMapTest, AnIntegerReadsAndWritesItsBigEndianRegister) {
-    Integer width = Get<Integer>("Width");
-    port_->SetU32(reg::kWidth, 1024);
-    EXPECT_EQ(width.GetValue(), 1024);
-    width.SetValue(640);
-    EXPECT_EQ(port_->Bytes(reg::kWidth, 4), std::string("\x00\x00\x02\x80", 4));
-    EXPECT_EQ(width.GetMin(), 16);
-    EXPECT_EQ(width.GetMax(), 4096);
-    EXPECT_EQ(width.GetInc(), 16);
-    EXPECT_EQ(Get<Integer>("Height").GetInc(), 1);
-}
 
 TEST_F(NodeMapTest, VerifyRefusesAnIntegerBelowAboveOrOffTheIncrementAndWritesNothing) {
     Integer width = Get<Integer>("Width");
@@ -180,20 +141,6 @@ TEST_F(NodeMapTest, AFloatWithAnIncrementTakesOnlyItsSteps) {
 
 // -- Booleans and strings -----------------------------------------------------
 
-TEST_F(NodeMapTest, ABooleanSetsItsBitAndLeavesTheOthers) {
-    Boolean reverseX = Get<Boolean>("ReverseX");
-    Boolean reverseY = Get<Boolean>("ReverseY");
-    port_->SetU32(reg::kFlags, 0xF0000000);
-    EXPECT_FALSE(reverseX.GetValue());
-    reverseX.SetValue(true);
-    EXPECT_EQ(port_->U32(reg::kFlags), 0xF0000001u);
-    EXPECT_TRUE(reverseX.GetValue());
-    EXPECT_FALSE(reverseY.GetValue());
-    reverseY.SetValue(true);
-    reverseX.SetValue(false);
-    EXPECT_EQ(port_->U32(reg::kFlags), 0xF0000002u);
-}
-
 TEST_F(NodeMapTest, AStringReadsUpToItsTerminatorAndRefusesTooLongATextUnderVerify) {
     String userId = Get<String>("DeviceUserID");
     port_->SetBytes(reg::kDeviceUserId, std::string("left camera\0junk", 16));
@@ -207,34 +154,6 @@ TEST_F(NodeMapTest, AStringReadsUpToItsTerminatorAndRefusesTooLongATextUnderVeri
 }
 
 // -- enumerations -------------------------------------------------------------
-
-TEST_F(NodeMapTest, AnEnumerationListsItsEntriesInTheOrderOfTheDescription) {
-    Enumeration pixelFormat = Get<Enumeration>("PixelFormat");
-    std::vector<std::string> names;
-    std::vector<int64_t> values;
-    for (const EnumEntry& entry : pixelFormat.GetEntries()) {
-        names.push_back(entry.GetSymbolic());
-        values.push_back(entry.GetValue());
-    }
-    EXPECT_EQ(names, (std::vector<std::string>{"Mono8", "Mono10", "Mono12"}));
-    EXPECT_EQ(values, (std::vector<int64_t>{kMono8, kMono10, kMono12}));
-    ASSERT_TRUE(pixelFormat.GetEntryByName("Mono10"));
-    EXPECT_EQ(pixelFormat.GetEntryByName("Mono10")->GetValue(), kMono10);
-    EXPECT_FALSE(pixelFormat.GetEntryByName("RGB8"));
-    EXPECT_EQ(pixelFormat.GetEntryByName("Mono12")->GetAccessMode(), AccessMode::NA);
-    EXPECT_EQ(pixelFormat.GetEntryByName("Mono8")->GetAccessMode(), AccessMode::RO);
-}
-
-TEST_F(NodeMapTest, AnEnumerationIsSetByNameOrValueAndReadsBackItsCurrentEntry) {
-    Enumeration pixelFormat = Get<Enumeration>("PixelFormat");
-    pixelFormat.SetSymbolic("Mono10");
-    EXPECT_EQ(port_->U32(reg::kPixelFormat), static_cast<uint32_t>(kMono10));
-    EXPECT_EQ(pixelFormat.GetIntValue(), kMono10);
-    ASSERT_TRUE(pixelFormat.GetCurrentEntry());
-    EXPECT_EQ(pixelFormat.GetCurrentEntry()->GetSymbolic(), "Mono10");
-    pixelFormat.SetIntValue(kMono8);
-    EXPECT_EQ(pixelFormat.GetCurrentEntry()->GetSymbolic(), "Mono8");
-}
 
 TEST_F(NodeMapTest, AnEnumerationRefusesUnknownAndUnavailableEntries) {
     Enumeration pixelFormat = Get<Enumeration>("PixelFormat");
@@ -258,26 +177,6 @@ TEST_F(NodeMapTest, ACameraValueThatNoEntryHasGivesNoCurrentEntry) {
 
 // -- commands -----------------------------------------------------------------
 
-TEST_F(NodeMapTest, ACommandIsDoneOnceTheCameraHasClearedItsRegister) {
-    // The camera clears the register once three reads have seen it set.
-    port_->SelfClearing(reg::kAcquisitionStart, 4, 3);
-    Command start = Get<Command>("AcquisitionStart");
-    start.Execute();
-    EXPECT_EQ(port_->U32(reg::kAcquisitionStart), 1u);
-    const uint64_t readsBefore = port_->ReadsOf(reg::kAcquisitionStart);
-    int polls = 0;
-    bool done = false;
-    while (!done && polls < 10) {
-        done = start.IsDone();
-        ++polls;
-    }
-    EXPECT_TRUE(done);
-    EXPECT_EQ(polls, 4);
-    // Every poll read the register anew.
-    EXPECT_EQ(port_->ReadsOf(reg::kAcquisitionStart) - readsBefore, 4u);
-    EXPECT_TRUE(start.IsDone());
-}
-
 TEST_F(NodeMapTest, ACommandWhoseRegisterIsWriteOnlyIsDoneAtOnce) {
     Command stop = Get<Command>("AcquisitionStop");
     EXPECT_EQ(stop.GetAccessMode(), AccessMode::WO);
@@ -287,56 +186,6 @@ TEST_F(NodeMapTest, ACommandWhoseRegisterIsWriteOnlyIsDoneAtOnce) {
 }
 
 // -- selectors, formulas, categories ------------------------------------------
-
-TEST_F(NodeMapTest, ASelectorChoosesTheRegisterOfTheFeaturesItSelects) {
-    Enumeration selector = Get<Enumeration>("GainSelector");
-    EXPECT_TRUE(selector.IsSelector());
-    EXPECT_FALSE(Get<Integer>("Width").IsSelector());
-    std::vector<Node> selected = selector.GetSelectedFeatures();
-    ASSERT_EQ(selected.size(), 1u);
-    EXPECT_EQ(selected[0].GetName(), "GainRaw");
-
-    Integer gainRaw = Get<Integer>("GainRaw");
-    port_->SetU32(reg::kGainRawBase + 0, 100);
-    port_->SetU32(reg::kGainRawBase + 4, 200);
-    port_->SetU32(reg::kGainRawBase + 8, 300);
-    selector.SetSymbolic("Red");
-    EXPECT_EQ(gainRaw.GetValue(), 200);
-    selector.SetSymbolic("Green");
-    EXPECT_EQ(gainRaw.GetValue(), 300);
-    gainRaw.SetValue(333);
-    EXPECT_EQ(port_->U32(reg::kGainRawBase + 8), 333u);
-    EXPECT_EQ(port_->U32(reg::kGainRawBase + 4), 200u);
-}
-
-TEST_F(NodeMapTest, FormulasFollowTheRegistersTheyAreComputedFrom) {
-    port_->SetU32(reg::kWidth, 640);
-    port_->SetU32(reg::kHeight, 480);
-    Integer area = Get<Integer>("SensorArea");
-    EXPECT_EQ(area.GetValue(), 640 * 480);
-    EXPECT_EQ(area.GetAccessMode(), AccessMode::RO);
-    port_->SetU32(reg::kHeight, 2);
-    EXPECT_EQ(area.GetValue(), 1280);
-    EXPECT_THROW(area.SetValue(1), AccessError);
-
-    port_->SetFloat32(reg::kExposureTime, 2500.0F);
-    EXPECT_DOUBLE_EQ(Get<Float>("ExposureTimeMs").GetValue(), 2.5);
-}
-
-TEST_F(NodeMapTest, CategoriesListTheirFeaturesInTheOrderOfTheDescription) {
-    std::vector<std::string> root;
-    for (const Node& node : Get<Category>("Root").GetFeatures()) {
-        root.push_back(node.GetName());
-        EXPECT_EQ(node.GetPrincipalInterfaceType(), InterfaceType::Category);
-    }
-    EXPECT_EQ(root,
-              (std::vector<std::string>{"DeviceControl", "ImageFormatControl", "AcquisitionControl", "AnalogControl"}));
-    std::vector<std::string> analog;
-    for (const Node& node : Get<Category>("AnalogControl").GetFeatures()) {
-        analog.push_back(node.GetName());
-    }
-    EXPECT_EQ(analog, (std::vector<std::string>{"GainSelector", "Gain", "GainRaw"}));
-}
 
 // -- access modes -------------------------------------------------------------
 

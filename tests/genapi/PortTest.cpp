@@ -13,9 +13,9 @@
 
 #include "MemoryPort.h"
 #include "TestCamera.h"
-#include "core/FakeTechnology.h"
 #include "core/genapi/NodeMap.h"
 #include "core/genapi/PortDevice.h"
+#include "support/FakeTechnology.h"
 
 namespace orva::test {
 namespace {
@@ -111,43 +111,6 @@ TEST_F(PortFailureTest, APortFailureWithoutAStatusIsAGenApiErrorWithItsText) {
 
 // -- the device under the map ------------------------------------------------
 
-TEST(PortDevice, TheRegisterPairCarriesHostValuesOfBigEndianRegisters) {
-    core::genapi::detail::PortDevice device;
-    auto port = std::make_shared<MemoryPort>();
-    device.SetPort(port);
-    port->SetU32(0x10, 0x11223344);
-    core::genapi::detail::GErrorHolder error;
-    guint32 value = 0;
-    EXPECT_TRUE(arv_device_read_register(device.Get(), 0x10, &value, error.Out()));
-    EXPECT_EQ(value, 0x11223344u);
-    EXPECT_TRUE(arv_device_write_register(device.Get(), 0x20, 0xAABBCCDD, error.Out()));
-    EXPECT_EQ(port->Bytes(0x20, 4), "\xAA\xBB\xCC\xDD");
-    EXPECT_FALSE(error);
-    EXPECT_EQ(device.TakeFailure(), nullptr);
-}
-
-TEST(PortDevice, AFailureReachesAravisWithTheStatusAndIsKeptUntilTaken) {
-    core::genapi::detail::PortDevice device;
-    auto port = std::make_shared<MemoryPort>();
-    device.SetPort(port);
-    port->FailWith(kTimeoutStatus);
-    core::genapi::detail::GErrorHolder error;
-    guint32 value = 0x5A5A5A5A;
-    EXPECT_FALSE(arv_device_read_register(device.Get(), 0x10, &value, error.Out()));
-    ASSERT_TRUE(error);
-    EXPECT_EQ(error.Get()->domain, core::genapi::detail::PortErrorQuark());
-    EXPECT_EQ(error.Get()->code, kTimeoutStatus);
-    EXPECT_EQ(value, 0x5A5A5A5Au);
-    std::exception_ptr failure = device.TakeFailure();
-    ASSERT_NE(failure, nullptr);
-    EXPECT_THROW(std::rethrow_exception(failure), PortError);
-    EXPECT_EQ(device.TakeFailure(), nullptr);
-
-    device.SetPort(nullptr);
-    EXPECT_FALSE(arv_device_read_memory(device.Get(), 0, 4, &value, error.Out()));
-    EXPECT_NE(std::string(error.Message()).find("isn't connected"), std::string::npos) << error.Message();
-}
-
 // -- the adapter of a board port ----------------------------------------------
 
 // The core's fake board port with a memory and a status of the test's
@@ -239,25 +202,6 @@ TEST(CorePortAdapter, RefusesWhatDoesNotFitThe32BitsOfThePortWithoutCallingIt) {
     // memory there).
     EXPECT_THROW(adapter.Read(0xFFFFFFFCULL, &value, 4), PortError);
     EXPECT_EQ(port.calls, (std::vector<BoardPort::Call>{{'R', 0xFFFFFFFC, 4, 200}}));
-}
-
-TEST(CorePortAdapter, ServesANodeMapAndCarriesTheBoardStatusUpToTheFeature) {
-    BoardPort port;
-    port.memory[reg::kWidth + 2] = 0x02; // 512, big-endian
-    NodeMap map = NodeMap::FromXml(TestCameraXml());
-    map.Connect(std::make_shared<CorePortAdapter>(port));
-    Integer width = *map.Get<Integer>("Width");
-    EXPECT_EQ(width.GetValue(), 512);
-    ASSERT_FALSE(port.calls.empty());
-    EXPECT_EQ(port.calls.back(), (BoardPort::Call{'R', static_cast<uint32_t>(reg::kWidth), 4, 200}));
-    port.status = kTimeoutStatus;
-    try {
-        (void)width.GetValue();
-        FAIL() << "no exception";
-    } catch (const PortError& e) {
-        EXPECT_EQ(e.GetStatus(), kTimeoutStatus);
-        EXPECT_NE(std::string(e.what()).find("status -2010"), std::string::npos) << e.what();
-    }
 }
 
 } // namespace

@@ -1,13 +1,12 @@
 // The link configuration document: what the reader takes from a document and
 // the errors of bad ones, text for text; the writer's lines and the round
-// trip; the accessors; files.
+// trip; the bounds of the accessors; files.
 #include <gtest/gtest.h>
 
 #include <cstdint>
 #include <filesystem>
 #include <fstream>
 #include <functional>
-#include <random>
 #include <sstream>
 #include <stdexcept>
 #include <string>
@@ -205,7 +204,7 @@ TEST(LinkConfigurationRead, ParseNamesTheDocumentItIsGiven) {
               "XML file 'raw' is too large: more than 1048576 bytes");
 }
 
-TEST(LinkConfigurationRead, CutOffOrJunkTextIsAParseError) {
+TEST(LinkConfigurationRead, CutOffTextIsAParseErrorWhereverTheCutFalls) {
     const std::size_t complete = kExampleDocument.rfind('>') + 1;
     for (std::size_t length = 1; length < complete; ++length) {
         const std::string error = ReadError(kExampleDocument.substr(0, length));
@@ -213,18 +212,7 @@ TEST(LinkConfigurationRead, CutOffOrJunkTextIsAParseError) {
     }
     EXPECT_EQ(ReadError(kExampleDocument.substr(0, complete)), "no error");
 
-    std::mt19937 random(20240611);
-    std::uniform_int_distribution<int> byte(1, 255);
-    for (int round = 0; round < 500; ++round) {
-        std::string junk(static_cast<std::size_t>(1 + round * 7), '\0');
-        for (char& c : junk) {
-            c = static_cast<char>(byte(random));
-        }
-        if (round % 2 == 1) {
-            junk.insert(0, "<cxpconfiguration "); // junk inside the root element
-        }
-        EXPECT_NE(ReadError(junk), "no error") << round;
-    }
+    // Junk of any other kind is the fuzz target's part.
 }
 
 TEST(LinkConfigurationRead, MasterLinkGivesMasterIdUnlessOneIsSet) {
@@ -448,34 +436,6 @@ TEST(LinkConfigurationWrite, OddValuesReadBackAsTheReaderTakesThem) {
     EXPECT_EQ(back.GetMasterId(0), 2U);
 }
 
-TEST(LinkConfigurationAccessors, NewConfigurationIsEmptyWithDefaults) {
-    CxpLinkConfiguration config("cxp");
-    EXPECT_EQ(config.GetLinks(), 0U);
-    EXPECT_EQ(config.GetLinkGroups(), 0U);
-    EXPECT_EQ(config.GetFileName(), "");
-    EXPECT_EQ(Written(config), "<cxpconfiguration links=\"0\" linkgroups=\"0\">\n</cxpconfiguration>\n");
-    config.SetLinkGroups(4);
-    for (uint32_t g = 0; g < 4; ++g) {
-        EXPECT_EQ(config.GetLinkCount(g), 0U);
-        EXPECT_EQ(config.GetMasterPhyIndex(g), -1);
-        EXPECT_EQ(config.GetMasterId(g), 0U);
-        EXPECT_EQ(config.GetSpeed(g), 1250U);
-        EXPECT_EQ(config.GetStreamPacketSize(g), 4096U);
-        for (uint32_t l = 0; l < 4; ++l) {
-            EXPECT_EQ(config.GetPhyIndex(g, l), -1);
-            EXPECT_EQ(config.GetDlIndex(g, l), -1);
-        }
-    }
-    // Counts above four are ignored; the number of links is taken as it is.
-    config.SetLinkGroups(5);
-    EXPECT_EQ(config.GetLinkGroups(), 4U);
-    config.SetLinkCount(0, 4);
-    config.SetLinkCount(0, 5);
-    EXPECT_EQ(config.GetLinkCount(0), 4U);
-    config.SetLinks(17);
-    EXPECT_EQ(config.GetLinks(), 17U);
-}
-
 TEST(LinkConfigurationAccessors, IndicesAreCheckedAgainstTheGroupCount) {
     CxpLinkConfiguration config("cxp");
     config.SetLinkGroups(2);
@@ -505,22 +465,6 @@ TEST(LinkConfigurationAccessors, IndicesAreCheckedAgainstTheGroupCount) {
     EXPECT_EQ(ErrorOf([&] { (void)config.GetDlIndex(1, 4); }), "link index out of bounds.");
     EXPECT_EQ(ErrorOf([&] { config.SetDlIndex(1, UINT32_MAX, 0); }), "link index out of bounds.");
     EXPECT_EQ(ErrorOf([&] { (void)config.GetPhyIndex(2, 4); }), kLinkGroupIndexError) << "the group is checked first";
-}
-
-TEST(LinkConfigurationAccessors, CopiesShareOneRecord) {
-    CxpLinkConfiguration config("cxp");
-    CxpLinkConfiguration copy = config;
-    copy.SetLinkGroups(1);
-    copy.SetSpeed(0, 5000);
-    copy.SetFileName("shared.xml");
-    EXPECT_EQ(config.GetSpeed(0), 5000U);
-    EXPECT_EQ(config.GetFileName(), "shared.xml");
-
-    CxpLinkConfiguration assigned("cl");
-    assigned = config;
-    EXPECT_EQ(assigned.GetTechnology(), "cxp");
-    config.LoadFromString(R"(<cxpconfiguration links="1" linkgroups="0"/>)");
-    EXPECT_EQ(assigned.GetLinkGroups(), 0U);
 }
 
 class LinkConfigurationFile : public ::testing::Test {

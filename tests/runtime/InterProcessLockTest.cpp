@@ -1,4 +1,4 @@
-#include "RuntimeTestSupport.h"
+#include "support/TestSupport.h"
 
 #include "runtime/templates/InterProcessLock.h"
 #include "runtime/templates/InterProcessLockGuard.h"
@@ -13,8 +13,8 @@
 
 using orva::templates::platform::InterProcessLock;
 using orva::templates::platform::InterProcessLockGuard;
-using runtime_test::Pipe;
-using runtime_test::WaitForChild;
+using orva::test::Pipe;
+using orva::test::WaitForChild;
 
 namespace {
 

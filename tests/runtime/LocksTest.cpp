@@ -1,7 +1,6 @@
-#include "RuntimeTestSupport.h"
+#include "support/TestSupport.h"
 
 #include "runtime/templates/GenericLockGuard.h"
-#include "runtime/templates/HeapArrayGuard.h"
 #include "runtime/templates/ReadWriteLockGuard.h"
 #include "runtime/templates/RecursiveMutexGuard.h"
 #include "runtime/templates/SpinLockVariableGuard.h"
@@ -15,7 +14,7 @@
 #include <vector>
 
 using namespace orva::templates;
-using runtime_test::WaitUntil;
+using orva::test::WaitUntil;
 
 namespace {
 
@@ -85,29 +84,6 @@ TEST(GenericLockGuard, ReleasesOnlyWhatItHoldsAndDeletesOnRequest) {
     log.clear();
     { patterns::GenericLockGuard guard(new RecordingLock(log), true); }
     EXPECT_EQ(log, (std::vector<std::string>{"lock", "unlock", "deleted"}));
-}
-
-namespace {
-struct Counted {
-    static inline int destroyed = 0;
-    ~Counted() { ++destroyed; }
-};
-} // namespace
-
-TEST(HeapArrayGuard, FreesWholeArrayUnlessReleased) {
-    Counted::destroyed = 0;
-    { patterns::HeapArrayGuard<Counted> guard(new Counted[3]); }
-    EXPECT_EQ(Counted::destroyed, 3);
-
-    Counted::destroyed = 0;
-    Counted* kept = nullptr;
-    {
-        patterns::HeapArrayGuard<Counted> guard(new Counted[2]);
-        kept = guard.release();
-    }
-    EXPECT_EQ(Counted::destroyed, 0);
-    delete[] kept;
-    EXPECT_EQ(Counted::destroyed, 2);
 }
 
 TEST(ReadWriteLock, ReadersShareTheLockUntilAWriterWaits) {
@@ -240,12 +216,4 @@ TEST(ThreadId, DistinctPerThreadAndNeverZero) {
     EXPECT_NE(other, 0U);
     EXPECT_NE(mine, other);
     EXPECT_EQ(mine, platform::CurrentThreadId());
-
-    // A forked child runs under a new id even on the thread that forked.
-    const pid_t child = ::fork();
-    if (child == 0) {
-        const uint32_t inChild = platform::CurrentThreadId();
-        ::_exit(inChild == static_cast<uint32_t>(::getpid()) && inChild != mine ? 0 : 1);
-    }
-    EXPECT_EQ(runtime_test::WaitForChild(child), 0);
 }

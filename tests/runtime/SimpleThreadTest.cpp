@@ -1,4 +1,4 @@
-#include "RuntimeTestSupport.h"
+#include "support/TestSupport.h"
 
 #include "runtime/templates/SimpleThread.h"
 #include "runtime/templates/ThreadId.h"
@@ -12,7 +12,7 @@
 #include <vector>
 
 using orva::templates::platform::SimpleThread;
-using runtime_test::WaitUntil;
+using orva::test::WaitUntil;
 
 namespace {
 
@@ -27,7 +27,7 @@ public:
     }
     bool wait() {
         std::unique_lock<std::mutex> lock(mutex_);
-        return signal_.wait_for(lock, runtime_test::kBound, [this] { return open_; });
+        return signal_.wait_for(lock, orva::test::kBound, [this] { return open_; });
     }
 
 private:

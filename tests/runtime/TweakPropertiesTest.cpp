@@ -1,4 +1,4 @@
-#include "RuntimeTestSupport.h"
+#include "support/TestSupport.h"
 
 #include "runtime/templates/ConfigFile.h"
 #include "runtime/templates/InstallationDirectory.h"
@@ -15,16 +15,12 @@
 #include <sys/stat.h>
 
 using namespace orva::templates::platform;
-using runtime_test::ScopedEnv;
-using runtime_test::TempDir;
+using orva::test::ScopedEnv;
+using orva::test::TempDir;
+using orva::test::WriteFile;
 namespace fs = std::filesystem;
 
 namespace {
-
-void WriteFile(const std::string& path, const std::string& content) {
-    fs::create_directories(fs::path(path).parent_path());
-    std::ofstream(path, std::ios::binary | std::ios::trunc) << content;
-}
 
 std::string Lookup(const ConfigFile& file, const std::string& key) {
     std::string value;
@@ -221,31 +217,6 @@ TEST(TweakTable, KeysAreUniqueAndWellFormed) {
         EXPECT_NE(row->defaultValue, nullptr);
     }
     EXPECT_EQ(rows, TweakTable::Count());
-}
-
-// The keys that the controllers and ports of this library read, with the
-// type they read them as: each must exist and its default must convert.
-TEST(TweakTable, KeysReadByThisLibraryHaveUsableDefaults) {
-    TweakProperties properties("", "");
-    for (const char* key : {"CXP::ToleratedNITErrorsPerPollingInterval",
-                            "CXP::ToleratedPollingIntervalsOverNITErrorThreshold", "CXP::CommandAckTimeout"}) {
-        EXPECT_NO_THROW(properties.get<uint32_t>(key)) << key;
-    }
-    for (const char* key :
-         {"CXP::WaitAfterLinkLockFound", "CXP::MaxControlPacketSize", "CXP::WaitAfterLinkResetOnEachPort",
-          "CXP::WaitAfterLinkResetDone", "CXP::WaitAfterCameraConfigDone", "CXP::WaitAfterUplinkSpeedReset",
-          "CXP::WaitAfterPowerup", "CXP::WaitAfterPowerdown", "CXP::NumResetAttemptsOnPortTrip",
-          "CXP::WaitAfterTripReset", "CXP::ReadyThreadSleepTimeMs", "GIGE::DriverClassPortMask"}) {
-        EXPECT_NO_THROW(properties.get<int32_t>(key)) << key;
-    }
-    for (const char* key :
-         {"CXP::SkipRegisterCheckOnLinkConfig", "CXP::EnableCxp2Extensions", "CXP::UseConnectionConfigDefault",
-          "CXP::ReceiveAckPacketOnLinkConfig", "CXP::DisablePowerOverCxp"}) {
-        EXPECT_NO_THROW(properties.get<bool>(key)) << key;
-    }
-    for (const char* key : {"GIGE::StreamChannelUdpDestinationPort", "GIGE::ServiceUdpSourcePort"}) {
-        EXPECT_NO_THROW(properties.get<uint16_t>(key)) << key;
-    }
 }
 
 namespace {

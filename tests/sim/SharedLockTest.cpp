@@ -4,7 +4,7 @@
 #include "SharedLock.h"
 #include "Clock.h"
 #include "SharedMemory.h"
-#include "SimTestSupport.h"
+#include "support/SimTestSupport.h"
 
 #include <sys/wait.h>
 #include <unistd.h>
@@ -45,36 +45,6 @@ TEST_F(SharedLockTest, LockLeftByADeadProcessIsTakenOverAndStaysUsable) {
                   return 0;
               }),
               0);
-}
-
-TEST_F(SharedLockTest, WaitEndsAtItsDeadlineWithoutNotification) {
-    SharedLock lock(*sync_);
-    const uint64_t deadline = monotonicNs() + 20 * kNsPerMs;
-    // A condition may wake spuriously; what counts is that the wait gives
-    // up, and not before its deadline.
-    while (lock.waitUntil(deadline)) {
-    }
-    EXPECT_GE(monotonicNs(), deadline);
-}
-
-TEST_F(SharedLockTest, NotificationFromAnotherProcessEndsTheWait) {
-    simtest::Signal waiting;
-    bool notified = false;
-    const pid_t child = simtest::startChild([&] {
-        if (!waiting.wait()) {
-            return 1;
-        }
-        SharedLock lock(*sync_); // free only once the parent waits
-        lock.notifyAll();
-        return 0;
-    });
-    {
-        SharedLock lock(*sync_);
-        waiting.send();
-        notified = lock.waitUntil(monotonicNs() + 10 * kNsPerSecond);
-    }
-    EXPECT_TRUE(notified);
-    EXPECT_EQ(simtest::waitChild(child), 0);
 }
 
 } // namespace

@@ -15,6 +15,7 @@
 #include <vector>
 
 #include "orva_sim.h"
+#include "support/SimNamespace.h"
 
 namespace {
 
@@ -25,19 +26,8 @@ struct Result {
 
 class TgxProcess : public ::testing::Test {
 protected:
-    void SetUp() override {
-        const std::string tag = std::to_string(getpid());
-        setenv("ORVA_SIM_NAMESPACE", ("tools-" + tag).c_str(), 1);
-        unsetenv("ORVA_SIM_SCENARIO"); // the built-in set-up
-        unsetenv("ORVA_LOG");
-        dir = ::testing::TempDir() + "tgx-tools-" + tag + "-";
-    }
-    void TearDown() override {
-        for (const char* name : {"params.txt", "board.xml"}) {
-            std::remove((dir + name).c_str());
-        }
-        orva_sim_destroy();
-    }
+    // The built-in set-up of the simulated boards, in a namespace of the test's own.
+    void SetUp() override { orva::test::UnsetEnv("ORVA_LOG"); }
 
     // Runs `tgx <arguments>`; standard error goes to the test's output.
     static Result Tgx(const std::string& arguments) {
@@ -56,7 +46,8 @@ protected:
         return result;
     }
 
-    std::string dir;
+    orva::test::TestNamespace namespace_{"tools"};
+    const std::string dir = namespace_.folder() + "/";
 };
 
 TEST_F(TgxProcess, ParametersSavedInOneProcessAreLoadedInAnother) {
@@ -72,11 +63,9 @@ TEST_F(TgxProcess, ParametersSavedInOneProcessAreLoadedInAnother) {
     EXPECT_EQ(load.exitCode, 0) << load.out;
     EXPECT_EQ(Tgx("get Width").out, before.out);
 
-    std::ifstream in(params);
-    std::stringstream text;
-    text << in.rdbuf();
-    EXPECT_EQ(text.str().rfind("# --- GenICam parameter dump\n\n", 0), 0U);
-    EXPECT_NE(text.str().find("\nWidth=" + before.out), std::string::npos) << text.str();
+    const std::string text = orva::test::ReadFile(params);
+    EXPECT_EQ(text.rfind("# --- GenICam parameter dump\n\n", 0), 0U);
+    EXPECT_NE(text.find("\nWidth=" + before.out), std::string::npos) << text;
 }
 
 TEST_F(TgxProcess, ABoardConfigurationOpensAsAProfile) {

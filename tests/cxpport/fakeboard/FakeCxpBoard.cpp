@@ -56,13 +56,8 @@ struct Board {
     std::map<std::string, int32_t> numbers;
     std::map<int32_t, std::string> names;
     std::map<std::string, uint64_t> values;
-    std::map<std::string, std::vector<uint64_t>> writes;
-    uint32_t totalWrites = 0;
-    std::vector<std::string> stuck;
     std::map<std::string, std::map<uint32_t, std::vector<uint32_t>>> control;
     std::map<std::string, int32_t> controlStatus;
-    std::map<uint32_t, int32_t> queueLockStatus;
-    std::vector<uint32_t> queueLocks;
     Port ports[kPorts];
 };
 
@@ -270,19 +265,16 @@ FAKE_EXPORT int32_t OHalRegisterRead(OHalDevice*, uint32_t reg, uint64_t* value)
         return 0;
     }
     if (PortOf(name, "CxpTransceiverStatus_", port)) {
-        const bool stuck = std::find(b.stuck.begin(), b.stuck.end(), name) != b.stuck.end();
-        *value = (stuck ? 0 : uint64_t{3} << 48) | (NextNit(b.ports[port]) & 0xFFFFFF);
+        *value = (uint64_t{3} << 48) | (NextNit(b.ports[port]) & 0xFFFFFF);
         return 0;
     }
     if (name == "CxpTransceiverRxResetDone") {
         // A receiver's reset is done while it isn't held in reset.
-        const bool stuck = std::find(b.stuck.begin(), b.stuck.end(), name) != b.stuck.end();
-        *value = stuck ? 0 : ~b.values["CxpTransceiverGtxRxReset"];
+        *value = ~b.values["CxpTransceiverGtxRxReset"];
         return 0;
     }
     if (FlagRegister(name)) {
-        const bool stuck = std::find(b.stuck.begin(), b.stuck.end(), name) != b.stuck.end();
-        *value = stuck ? 0 : ~uint64_t{0};
+        *value = ~uint64_t{0};
         return 0;
     }
     *value = b.values[name];
@@ -298,8 +290,6 @@ FAKE_EXPORT int32_t OHalRegisterWrite(OHalDevice*, uint32_t reg, uint32_t low, u
     }
     const std::string& name = it->second;
     const uint64_t value = (uint64_t{high} << 32) | low;
-    b.writes[name].push_back(value);
-    ++b.totalWrites;
     uint32_t port = 0;
     if (PortOf(name, "CxpTxCmdWriteData_", port)) {
         Port& p = b.ports[port];
@@ -364,25 +354,12 @@ FAKE_EXPORT int32_t OHalDataQueueClear(OHalDevice*, uint32_t queue) {
     return 0;
 }
 
-FAKE_EXPORT int32_t OHalDataQueueAcquireLock(OHalDevice*, uint32_t queue) {
-    std::lock_guard<std::mutex> lock(gMutex);
-    Board& b = State();
-    const auto it = b.queueLockStatus.find(queue);
-    if (it != b.queueLockStatus.end() && it->second != 0) {
-        return it->second;
-    }
-    b.queueLocks.push_back(queue);
+// Queue locks are the simulated board's part (tests/sim).
+FAKE_EXPORT int32_t OHalDataQueueAcquireLock(OHalDevice*, uint32_t) {
     return 0;
 }
 
-FAKE_EXPORT int32_t OHalDataQueueReleaseLock(OHalDevice*, uint32_t queue) {
-    std::lock_guard<std::mutex> lock(gMutex);
-    Board& b = State();
-    const auto it = std::find(b.queueLocks.begin(), b.queueLocks.end(), queue);
-    if (it == b.queueLocks.end()) {
-        return -17;
-    }
-    b.queueLocks.erase(it);
+FAKE_EXPORT int32_t OHalDataQueueReleaseLock(OHalDevice*, uint32_t) {
     return 0;
 }
 
@@ -467,35 +444,6 @@ FAKE_EXPORT uint32_t FakeCxp_NitReads(uint32_t port) {
     return State().ports[port].nitReads;
 }
 
-FAKE_EXPORT uint32_t FakeCxp_RegisterWrites(const char* name, uint64_t* out, uint32_t max) {
-    std::lock_guard<std::mutex> lock(gMutex);
-    const auto& writes = State().writes[name];
-    if (out != nullptr) {
-        std::copy_n(writes.begin(), std::min<size_t>(max, writes.size()), out);
-    }
-    return static_cast<uint32_t>(writes.size());
-}
-
-FAKE_EXPORT uint32_t FakeCxp_TotalRegisterWrites(void) {
-    std::lock_guard<std::mutex> lock(gMutex);
-    return State().totalWrites;
-}
-
-FAKE_EXPORT void FakeCxp_RemoveRegister(const char* name) {
-    std::lock_guard<std::mutex> lock(gMutex);
-    Board& b = State();
-    const auto it = b.numbers.find(name);
-    if (it != b.numbers.end()) {
-        b.names.erase(it->second);
-        b.numbers.erase(it);
-    }
-}
-
-FAKE_EXPORT void FakeCxp_SetFlagStuck(const char* name) {
-    std::lock_guard<std::mutex> lock(gMutex);
-    State().stuck.emplace_back(name);
-}
-
 FAKE_EXPORT uint32_t FakeCxp_ControlCalls(const char* name, uint32_t port, uint32_t* out, uint32_t max) {
     std::lock_guard<std::mutex> lock(gMutex);
     const auto& calls = State().control[name][port];
@@ -517,20 +465,6 @@ FAKE_EXPORT uint32_t FakeCxp_QueueReadTimeouts(uint32_t port, uint32_t* out, uin
         std::copy_n(timeouts.begin(), std::min<size_t>(max, timeouts.size()), out);
     }
     return static_cast<uint32_t>(timeouts.size());
-}
-
-FAKE_EXPORT void FakeCxp_SetQueueLockStatus(uint32_t queue, int32_t status) {
-    std::lock_guard<std::mutex> lock(gMutex);
-    State().queueLockStatus[queue] = status;
-}
-
-FAKE_EXPORT uint32_t FakeCxp_QueueLocksHeld(uint32_t* out, uint32_t max) {
-    std::lock_guard<std::mutex> lock(gMutex);
-    const auto& locks = State().queueLocks;
-    if (out != nullptr) {
-        std::copy_n(locks.begin(), std::min<size_t>(max, locks.size()), out);
-    }
-    return static_cast<uint32_t>(locks.size());
 }
 
 // ---- dsgrt (built into libdsgrt.so, which links this library) ----

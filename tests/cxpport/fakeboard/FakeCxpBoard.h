@@ -1,7 +1,7 @@
 // A scripted CoaXPress board with a camera behind each port, built as the
 // board libraries liborva_hal.so and libdsgrt.so of a directory of its own.
-// It records what the port writes (command rows, queue buffers, register
-// writes, camera control calls, time-outs) and answers with scripted
+// It records what the port writes (command rows, queue buffers, camera
+// control calls, time-outs) and answers with scripted
 // acknowledges, or, with none scripted, like a plain camera over a word
 // memory. All numbers of the control functions are host values unless said.
 #pragma once
@@ -11,7 +11,7 @@
 extern "C" {
 
 // Everything back to the state after load: no scripts, no records, memory
-// empty, every register present, flags set, NIT counters 0.
+// empty, flags set, NIT counters 0.
 void FakeCxp_Reset(void);
 
 // Adds one acknowledge packet to the answer being scripted for `port`:
@@ -39,14 +39,6 @@ void FakeCxp_FailReads(uint32_t port, uint32_t address, uint32_t statusWord);
 void FakeCxp_SetNitScript(uint32_t port, const uint64_t* values, uint32_t count);
 uint32_t FakeCxp_NitReads(uint32_t port);
 
-// Registers by name: writes seen (values copied, at most `max`), all writes.
-uint32_t FakeCxp_RegisterWrites(const char* name, uint64_t* out, uint32_t max);
-uint32_t FakeCxp_TotalRegisterWrites(void);
-// The design lacks this register from now on.
-void FakeCxp_RemoveRegister(const char* name);
-// This flag register reads 0 from now on.
-void FakeCxp_SetFlagStuck(const char* name);
-
 // Camera control calls by name ("DataPathSpeed", "DataPathState", "Version",
 // "Led"): values given for `port`, and the status the calls return.
 uint32_t FakeCxp_ControlCalls(const char* name, uint32_t port, uint32_t* out, uint32_t max);
@@ -54,7 +46,4 @@ void FakeCxp_SetControlStatus(const char* name, int32_t status);
 
 // Time-outs passed to the reads of the receiving queue of `port`.
 uint32_t FakeCxp_QueueReadTimeouts(uint32_t port, uint32_t* out, uint32_t max);
-// Queue locks: the status AcquireLock gives for `queue`, and the locks held.
-void FakeCxp_SetQueueLockStatus(uint32_t queue, int32_t status);
-uint32_t FakeCxp_QueueLocksHeld(uint32_t* out, uint32_t max);
 }

@@ -1,13 +1,12 @@
-#include "SimTestSupport.h"
+#include "support/SimTestSupport.h"
+
+#include "support/TestSupport.h"
 
 #include <dlfcn.h>
-#include <poll.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <cstdio>
 #include <cstdlib>
-#include <fstream>
 #include <stdexcept>
 
 namespace orva::simtest {
@@ -15,7 +14,7 @@ namespace orva::simtest {
 namespace {
 
 void* openLibrary(const std::string& name) {
-    const std::string path = buildDirectory() + "/lib/lib" + name + ".so";
+    const std::string path = orva::test::BuildDir() + "/lib/lib" + name + ".so";
     void* handle = dlopen(path.c_str(), RTLD_NOW | RTLD_LOCAL);
     if (handle == nullptr) {
         throw std::runtime_error("can't load " + path + ": " + dlerror()); // NOLINT(concurrency-mt-unsafe)
@@ -43,22 +42,6 @@ BoardLibraries loadLibraries() {
 
 } // namespace
 
-void setEnvironment(const char* name, const std::string& value) {
-    setenv(name, value.c_str(), 1); // NOLINT(concurrency-mt-unsafe)
-}
-
-void clearEnvironment(const char* name) {
-    unsetenv(name); // NOLINT(concurrency-mt-unsafe)
-}
-
-std::string buildDirectory() {
-    const char* dir = std::getenv("TGX_TEST_BUILD_DIR"); // NOLINT(concurrency-mt-unsafe)
-    if (dir == nullptr || *dir == '\0') {
-        throw std::runtime_error("TGX_TEST_BUILD_DIR is not set; run the tests through ctest");
-    }
-    return dir;
-}
-
 const BoardLibraries& boardLibraries() {
     static const BoardLibraries libraries = loadLibraries();
     return libraries;
@@ -78,18 +61,15 @@ std::string uniqueNamespace(const std::string& tag) {
 
 void SimTest::SetUp() {
     ns = uniqueNamespace();
-    setEnvironment("ORVA_SIM_NAMESPACE", ns);
-    clearEnvironment("ORVA_SIM_SCENARIO");
+    orva::test::SetEnv("ORVA_SIM_NAMESPACE", ns);
+    orva::test::UnsetEnv("ORVA_SIM_SCENARIO");
 }
 
 void SimTest::TearDown() {
     for (OHalDevice* device : devices_) {
         hal.OHalFreeDevice(device);
     }
-    for (const std::string& file : files_) {
-        std::remove(file.c_str());
-    }
-    setEnvironment("ORVA_SIM_NAMESPACE", ns);
+    orva::test::SetEnv("ORVA_SIM_NAMESPACE", ns);
     EXPECT_EQ(orva_sim_destroy(), ORVA_SIM_OK) << orva_sim_last_error();
 }
 
@@ -146,41 +126,7 @@ int SimTest::withOwnHandle(uint32_t board, const std::function<int(OHalDevice*)>
     return result;
 }
 
-std::string SimTest::writeFile(const std::string& text) {
-    const std::string path = ::testing::TempDir() + ns + "-" + std::to_string(files_.size()) + ".json";
-    std::ofstream(path) << text;
-    files_.push_back(path);
-    return path;
-}
-
-Signal::Signal() {
-    if (::pipe(fds_) != 0) {
-        throw std::runtime_error("pipe failed");
-    }
-}
-
-Signal::~Signal() {
-    ::close(fds_[0]);
-    ::close(fds_[1]);
-}
-
-void Signal::send() {
-    const char byte = 1;
-    if (::write(fds_[1], &byte, 1) != 1) {
-        throw std::runtime_error("signal pipe write failed");
-    }
-}
-
-bool Signal::wait(int timeoutMs) {
-    pollfd fd{fds_[0], POLLIN, 0};
-    if (::poll(&fd, 1, timeoutMs) != 1) {
-        return false;
-    }
-    char byte = 0;
-    return ::read(fds_[0], &byte, 1) == 1;
-}
-
-pid_t startChild(const std::function<int()>& body) {
+int runInChild(const std::function<int()>& body) {
     const pid_t pid = ::fork();
     if (pid == 0) {
         int code = 99;
@@ -191,22 +137,7 @@ pid_t startChild(const std::function<int()>& body) {
         }
         ::_exit(code);
     }
-    return pid;
-}
-
-int waitChild(pid_t pid) {
-    if (pid < 0) {
-        return -1;
-    }
-    int status = 0;
-    if (::waitpid(pid, &status, 0) != pid || !WIFEXITED(status)) {
-        return -1;
-    }
-    return WEXITSTATUS(status);
-}
-
-int runInChild(const std::function<int()>& body) {
-    return waitChild(startChild(body));
+    return pid < 0 ? -1 : orva::test::WaitForChild(pid);
 }
 
 } // namespace orva::simtest

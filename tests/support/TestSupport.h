@@ -1,19 +1,24 @@
+// Helpers every test area uses: bounded waits, the environment for a scope,
+// temporary directories, whole files, and forked children.
 #pragma once
+
+#include <poll.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
 #include <chrono>
 #include <cstdlib>
 #include <filesystem>
+#include <fstream>
 #include <functional>
 #include <optional>
-#include <poll.h>
+#include <sstream>
 #include <string>
-#include <sys/wait.h>
 #include <thread>
-#include <unistd.h>
 
-namespace runtime_test {
+namespace orva::test {
 
-// Upper bound of every wait in these tests; reached only when the code under
+// Upper bound of every wait in the tests; reached only when the code under
 // test is broken.
 constexpr std::chrono::seconds kBound{30};
 
@@ -29,6 +34,15 @@ inline bool WaitUntil(const std::function<bool()>& condition) {
     return true;
 }
 
+// The tests change the environment only from their main thread, while no
+// other thread of theirs runs.
+inline void SetEnv(const char* name, const std::string& value) {
+    ::setenv(name, value.c_str(), 1); // NOLINT(concurrency-mt-unsafe)
+}
+inline void UnsetEnv(const char* name) {
+    ::unsetenv(name); // NOLINT(concurrency-mt-unsafe)
+}
+
 // Sets or clears an environment variable for a scope, restoring it after.
 class ScopedEnv {
 public:
@@ -37,16 +51,16 @@ public:
             previous_ = old;
         }
         if (value != nullptr) {
-            ::setenv(name, value, 1); // NOLINT(concurrency-mt-unsafe)
+            SetEnv(name, value);
         } else {
-            ::unsetenv(name); // NOLINT(concurrency-mt-unsafe)
+            UnsetEnv(name);
         }
     }
     ~ScopedEnv() {
         if (previous_) {
-            ::setenv(name_.c_str(), previous_->c_str(), 1); // NOLINT(concurrency-mt-unsafe)
+            SetEnv(name_.c_str(), *previous_);
         } else {
-            ::unsetenv(name_.c_str()); // NOLINT(concurrency-mt-unsafe)
+            UnsetEnv(name_.c_str());
         }
     }
     ScopedEnv(const ScopedEnv&) = delete;
@@ -62,7 +76,7 @@ private:
 class TempDir {
 public:
     TempDir() {
-        std::string pattern = "/tmp/runtime_test_XXXXXX";
+        std::string pattern = "/tmp/tgx_test_XXXXXX";
         if (::mkdtemp(pattern.data()) != nullptr) {
             path_ = pattern;
         }
@@ -79,6 +93,22 @@ public:
 private:
     std::string path_;
 };
+
+// The whole content of a file; empty if it can't be read.
+inline std::string ReadFile(const std::string& path) {
+    std::ifstream in(path, std::ios::binary);
+    std::stringstream text;
+    text << in.rdbuf();
+    return text.str();
+}
+
+inline void WriteFile(const std::string& path, const std::string& content) {
+    const std::filesystem::path parent = std::filesystem::path(path).parent_path();
+    if (!parent.empty()) {
+        std::filesystem::create_directories(parent);
+    }
+    std::ofstream(path, std::ios::binary | std::ios::trunc) << content;
+}
 
 // A pipe to pass one-byte messages between a parent and a forked child.
 class Pipe {
@@ -125,7 +155,7 @@ inline std::string BuildDir() {
     if (const char* dir = std::getenv("TGX_TEST_BUILD_DIR")) { // NOLINT(concurrency-mt-unsafe)
         return dir;
     }
-    return RUNTIME_TEST_BUILD_DIR;
+    return TGX_TEST_BUILD_DIR_PATH;
 }
 
-} // namespace runtime_test
+} // namespace orva::test

@@ -65,8 +65,6 @@ struct BoardLibraries {
 // Loaded once per process; a missing library or name fails the test.
 const BoardLibraries& boardLibraries();
 
-std::string buildDirectory();
-
 // Every test gets a namespace of its own, destroyed at its end, so that
 // tests can run in parallel and leave nothing behind.
 class SimTest : public ::testing::Test {
@@ -85,47 +83,20 @@ protected:
     // For a child process: runs `body` on a handle of its own to `board`,
     // freed afterwards; 100 if the board can't be opened.
     int withOwnHandle(uint32_t board, const std::function<int(OHalDevice*)>& body);
-    // Writes `text` to a file of the test's own, removed at its end.
-    std::string writeFile(const std::string& text);
 
     const BoardLibraries& hal = boardLibraries();
     std::string ns;
 
 private:
     std::vector<OHalDevice*> devices_;
-    std::vector<std::string> files_;
 };
-
-// The tests change the environment only from their main thread, while no
-// other thread of theirs runs.
-void setEnvironment(const char* name, const std::string& value);
-void clearEnvironment(const char* name);
 
 // A unique namespace name for the running test.
 std::string uniqueNamespace(const std::string& tag = "");
-
-// A one-way pipe between a parent and a forked child, to say "go".
-class Signal {
-public:
-    Signal();
-    ~Signal();
-    Signal(const Signal&) = delete;
-    Signal& operator=(const Signal&) = delete;
-    void send();
-    // False if nothing came within the bound.
-    bool wait(int timeoutMs = 10000);
-
-private:
-    int fds_[2];
-};
 
 // Runs `body` in a forked child and returns its exit status (the value
 // `body` returned, 0 for success), or -1 if it didn't end normally. The
 // child leaves with _exit, so nothing of the test framework runs there.
 int runInChild(const std::function<int()>& body);
-
-// Forks a child that runs `body`; waitChild collects its exit status.
-pid_t startChild(const std::function<int()>& body);
-int waitChild(pid_t pid);
 
 } // namespace orva::simtest

@@ -1,7 +1,6 @@
 #include "Board.h"
 
 #include "Clock.h"
-#include "CxpCore.h"
 #include "DataQueue.h"
 #include "Device.h"
 #include "NamespaceControl.h"
@@ -9,6 +8,7 @@
 #include "RegisterBehaviour.h"
 #include "Scenario.h"
 #include "SimError.h"
+#include "cxp/CxpCore.h"
 
 #include <unistd.h>
 

@@ -1,7 +1,7 @@
 #include "Design.h"
 
-#include "CxpDesigns.h"
 #include "SharedLayout.h"
+#include "cxp/CxpDesigns.h"
 
 #include <algorithm>
 #include <array>

@@ -1,6 +1,6 @@
-#include "CxpCamera.h"
 #include "Device.h"
 #include "EchoDevice.h"
+#include "cxp/CxpCamera.h"
 
 #include <array>
 

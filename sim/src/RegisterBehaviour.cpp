@@ -2,7 +2,7 @@
 
 #include "Board.h"
 #include "Clock.h"
-#include "CxpCore.h"
+#include "cxp/CxpCore.h"
 
 namespace orva::sim {
 

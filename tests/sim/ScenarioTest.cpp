@@ -99,7 +99,7 @@ TEST_F(Scenarios, BrokenScenariosAreRefusedWithThePlaceOfTheMistake) {
          "expected 1 to 4 ports for design 'cameralink'"},
         {board(R"(,"portPower":"maybe")"), "boards[0].portPower"},
         {gige(R"("design":"warp")"), "unknown design 'warp' (known: coaxpress,"},
-        {camera(R"({"model":"ghost","ports":[0]})"), "unknown camera model 'ghost' (known: echo"},
+        {camera(R"({"model":"ghost","ports":[0]})"), "unknown camera model 'ghost' (known: cxp-camera, echo"},
         {board(R"(,"prots":4)"), "unknown field 'prots'"},
         {gige(R"("design":{"base":"gige","without":["Scrach"]})"),
          "boards[0].design.without[0]: design 'gige' has no register 'Scrach'"},

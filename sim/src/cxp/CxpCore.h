@@ -3,93 +3,37 @@
 // The CoaXPress core of the boards' designs: what the FPGA does between the
 // host's registers and queues and the coaxial cables.
 //
-// - Transceivers, one per physical port: a receiver that runs at the bit rate
-//   the host programs (through configuration words, a rate register, or the
-//   camera control interface) and locks only on a camera that sends at that
-//   rate; otherwise its not-in-table (NIT) counter counts.
+// - Transceivers, one per physical port (CxpTransceiver.h).
 // - Control packet engines, one per design port: on the register path a
-//   command FIFO that sends a packet to the camera when its last word comes
-//   and an acknowledge FIFO read word by word; on the queue path the core
-//   adds markers and CRC to what the host queues, and checks and strips them
-//   on the way back.
-// - The discovery selector, which routes the engine of design port d to the
-//   physical port of nibble d of its low word and the acknowledges of
-//   physical port p to the design port of nibble p of its high word. On the
-//   queue path the control queues stay with their physical port.
-// - Power over the cable: enable, status and sense registers.
+//   command FIFO and an acknowledge FIFO in registers (CxpRegisterPath.h);
+//   on the queue path the core frames what the host queues and unframes
+//   what comes back (CxpQueuePath.h).
+// - The discovery selector between the two (CxpSelector.h).
+// - Power over the cable (CxpPower.h).
 //
-// Everything the core keeps lives in the board's shared memory: the ports'
-// LinkSlot, register slots and internal FIFOs.
+// A design's core variant is its transceiver interface (gtxIf): 1, 2, 3, 6
+// or 10 with the register path, 16 with the queue path. Everything the core
+// keeps lives in the board's shared memory: the ports' LinkSlot, register
+// slots and internal FIFOs.
 
-#include "SharedLayout.h"
-
-#include <cstdint>
-#include <span>
-
-namespace orva::sim {
-class BoardAccess;
-class RegisterBehaviour;
-} // namespace orva::sim
+#include "BoardCore.h"
 
 namespace orva::sim::cxp {
 
-// What a register of the core does. A register's `param` holds the function
-// in bits 15..8 and its port (or, for a board-wide register, the design's
-// number of ports) in bits 7..0.
-enum class Fn : uint32_t {
-    TxCmdWriteData = 1,     // per design port: command FIFO; high word bit 0 K-code, bit 1 send
-    RxCmdAckPacketData = 2, // per design port: acknowledge FIFO; high word bit 1 empty, bit 0 end of packet
-    TxCmdPacketSent = 3,    // board: bit d, the engine of design port d has sent its last packet
-    ControlCoreReset = 4,   // bit 0 transmitter of port n, bit 1 acknowledge receiver of design port n,
-                            // bit 2 receiver of port n; a set bit holds it in reset
-    LedModeWrite = 5,
-    LedModeRead = 6,
-    NotInTable = 7,         // per port: NIT errors, 24 bits
-    DisparityError = 8,     // per port: disparity errors, 24 bits
-    DrpAddress = 9,         // per port: transceiver configuration address
-    DrpWriteData = 10,      // per port: writes a configuration word at that address
-    DrpReady = 11,          // board: bit p, port p takes a configuration word
-    GtxRxReset = 12,        // board: bit p holds the receiver of port p in reset; its rate is taken on release
-    RxPllLock = 13,         // board: bit p, the receiver PLL of port p is locked
-    RxResetDone = 14,       // board: bit p, the receiver of port p is out of reset
-    RxStatus = 15,          // board: bit 2p reset done, bit 2p + 1 locked
-    SetBitRate = 16,        // per port: rate code 0 to 4
-    SetBitRateDone = 17,    // board: bit p, port p runs at the rate last set
-    TransceiverStatus = 18, // per port: bits 23..0 NIT, 47..24 disparity, 48 locked, 49 ready for a rate change
-    DownLinkBitRate = 19,   // per port: rate code 0 to 6
-    UpLinkBitRate = 20,     // per port: 1 high uplink rate, 0 low
-    SelectWrite = 21,       // board: sets the discovery selector
-    SelectRead = 22,        // board: the discovery selector
-    DiscoveryConfig = 23,   // board: index of the selector in the design's table
-    PowerEnableRead = 24,   // board: bit p, power of port p is enabled
-    PowerEnableWrite = 25,  // board: bit p switches power of port p on, a clear bit off
-    PowerStatus = 26,       // per port: state of the power switch, coded by board group
-    PowerSense = 27,        // per port, group 1: current, 0.4 mA a step
-    PowerVin = 28,          // per port, group 1: supply, 25 mV a step
-    PowerAdIn = 29,         // per port, group 1: auxiliary sensor
-    PowerShuntVoltage = 30, // per port, group 2: current, 0.2 mA a step
-    PowerBusVoltage = 31,   // per port, group 2: supply, 4 mV a step
+class CxpCore : public BoardCore {
+public:
+    // Every port's link layer starts as after power-up.
+    void load(BoardAccess& board) const override;
+    const RegisterBehaviour& registers() const override;
+    void hostWrote(BoardAccess& board, uint32_t port, Channel channel, std::span<const uint8_t> bytes) const override;
+    bool cameraSent(BoardAccess& board, uint32_t port, Channel channel, std::span<const uint8_t> bytes,
+                    uint64_t readyNs) const override;
+    // The transceivers run at the link speeds alone (or 0, none).
+    void checkPortSetting(BoardAccess& board, PortSetting setting, uint32_t value) const override;
+    void portSettingsChanged(BoardAccess& board, uint32_t port) const override;
 };
 
-constexpr uint64_t registerParam(Fn fn, uint32_t port) {
-    return (static_cast<uint64_t>(fn) << 8) | port;
-}
-
-const RegisterBehaviour& registerBehaviour();
-
-// Board groups of the board types, 0 for a type outside them.
-uint32_t boardGroup(uint32_t type);
-
-// Scenario load: every port's link layer starts as after power-up.
-void loadBoard(BoardAccess& board);
-// A speed the camera control interface takes for a port.
-bool isDataPathSpeed(uint32_t speed);
-// The camera control interface set a port's data path state or speed.
-void portSettingsChanged(BoardAccess& board, uint32_t port);
-// A command the host put into the command queue of a port (queue path).
-void sendQueueCommand(BoardAccess& board, uint32_t port, std::span<const uint8_t> bytes);
-// Characters a camera sent up a physical port, arriving at `readyNs`; false
-// if the core didn't take them.
-bool receiveFromCamera(BoardAccess& board, uint32_t port, std::span<const uint8_t> wire, uint64_t readyNs);
+// The one core all CoaXPress designs name.
+const BoardCore& boardCore();
 
 } // namespace orva::sim::cxp

@@ -15,13 +15,6 @@ std::span<const DeviceModel> noCameraModels() {
     return {};
 }
 
-std::span<const DeviceModel> cxpCameraModels() {
-    static constexpr std::array kModels{
-        DeviceModel{"cxp-camera", "a CoaXPress camera with one to four links", &CxpCamera::create},
-    };
-    return kModels;
-}
-
 std::span<const DeviceModel> selfTestCameraModels() {
     static constexpr std::array kModels{
         DeviceModel{"echo", "answers every downstream write with the same bytes", &EchoDevice::create},
@@ -30,7 +23,7 @@ std::span<const DeviceModel> selfTestCameraModels() {
 }
 
 constexpr std::array kTechnologies{
-    Technology{"CoaXPress", &cxp::designs, &cxpCameraModels},
+    Technology{"CoaXPress", &cxp::designs, &cxp::cameraModels},
     // Designs of registers and queues alone, until the technologies bring
     // their cores and cameras.
     Technology{"Camera Link HS", &plain::clhsDesigns, &noCameraModels},

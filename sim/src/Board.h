@@ -1,5 +1,7 @@
 #pragma once
 
+#include "BoardAccess.h"
+#include "BoardCore.h"
 #include "Design.h"
 #include "SharedLayout.h"
 #include "SharedLock.h"
@@ -15,57 +17,12 @@
 
 namespace orva::sim {
 
-class Board;
 class Device;
 struct BoardSetup;
 
-// A board with its lock held: what register behaviours and camera models
-// work on. Lives for one operation.
-class BoardAccess {
-public:
-    BoardAccess(const BoardAccess&) = delete;
-    BoardAccess& operator=(const BoardAccess&) = delete;
-
-    layout::BoardBlock& block() { return block_; }
-    uint64_t nowNs() const;
-    // When the call that holds this access came in: what the host did in
-    // it happened then, however long the model takes to play it out.
-    uint64_t enteredNs() const { return enteredNs_; }
-    SharedLock& lock() { return lock_; }
-
-    // Port slot of a port of this board; throws ORVA_SIM_ERR_NO_SUCH_PORT.
-    layout::PortSlot& port(uint32_t port);
-    // The queue of a port for a channel and direction; null if the design
-    // gives the port none.
-    layout::QueueSlot* findQueue(uint32_t port, Channel channel, Direction direction);
-    // The camera cabled to a port and its link there; null if none.
-    Device* cameraAt(uint32_t port, uint32_t& camera, uint32_t& link);
-    Device* device(uint32_t camera);
-
-    // Puts bytes from the camera side into the port's upstream queue.
-    bool deliverToHost(uint32_t port, Channel channel, std::span<const uint8_t> bytes, uint64_t readyNs);
-    // Hands bytes the host wrote to the camera on the port, if its cable is in.
-    void deliverToCamera(uint32_t port, Channel channel, std::span<const uint8_t> bytes);
-    bool takeFault(uint32_t port, std::string_view name);
-
-    // Tell the camera on a port what changed.
-    void powerChanged(uint32_t port);
-    void cableChanged(uint32_t port);
-    void portSettingsChanged(uint32_t port);
-
-private:
-    friend class Board;
-    BoardAccess(Board& board, SharedLock& lock);
-
-    Board& board_;
-    SharedLock& lock_;
-    layout::BoardBlock& block_;
-    uint64_t enteredNs_;
-};
-
 // A process's handle on one simulated board: a mapping of the board's shared
-// memory and the camera models of the loaded scenario. Operations throw
-// SimError; one handle may be used from many threads.
+// memory, and the core and camera models of the loaded scenario. Operations
+// throw SimError; one handle may be used from many threads.
 class Board {
 public:
     // Opens a board of the current namespace, loading the namespace's
@@ -118,7 +75,7 @@ public:
     void resetCameraControl();
     void setPortMap(uint64_t map);
     void setPortPower(uint32_t port, bool on);
-    enum class PortSetting { DataPathState, DataPathSpeed, CxpVersion, LedState };
+    using PortSetting = sim::PortSetting;
     void setPortSetting(uint32_t port, PortSetting setting, uint32_t value);
 
     void readFirmware(uint32_t address, std::span<uint8_t> buffer);
@@ -137,7 +94,7 @@ private:
     friend class BoardAccess;
     explicit Board(std::unique_ptr<SharedMemory> memory);
     // Checks that the board is still there and brings the process-local
-    // camera models up to the loaded scenario.
+    // core and camera models up to the loaded scenario.
     void enter(BoardAccess& access);
 
     std::unique_ptr<SharedMemory> memory_;
@@ -145,6 +102,7 @@ private:
     uint32_t index_;
     // Guarded by the board's shared lock.
     uint64_t generation_ = 0;
+    const BoardCore* core_ = nullptr; // of the loaded design
     std::vector<std::unique_ptr<Device>> devices_;
 };
 

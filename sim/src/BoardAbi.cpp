@@ -3,6 +3,7 @@
 #include "Board.h"
 #include "Handles.h"
 #include "LastError.h"
+#include "Technologies.h"
 
 #include <algorithm>
 #include <climits>

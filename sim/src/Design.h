@@ -1,11 +1,15 @@
 #pragma once
 
 // The FPGA designs the simulated boards can carry. A design is a set of named
-// registers, each with the behaviour the hardware attaches to it, and the
-// data queues it gives each port. Register numbers follow the order of the
-// register table, from 1; a board whose design leaves a register out keeps
-// the other numbers.
+// registers, each with the behaviour the hardware attaches to it, the data
+// queues it gives each port, and the core between them and the cables.
+// Register numbers follow the order of the register table, from 1; a board
+// whose design leaves a register out keeps the other numbers. The designs
+// themselves are their technologies' (Technologies.h).
 
+#include "SharedLayout.h"
+
+#include <algorithm>
 #include <cstdint>
 #include <span>
 #include <string_view>
@@ -32,14 +36,7 @@ enum class BehaviourKind : uint32_t {
     FifoLevel = 5,       // words waiting in the FIFO register named by `link`
     TimeCounter = 6,     // counts `param` ticks per second from the last write
     PortPowerStatus = 7, // bit p: port p powered; bit 16 + p: port p tripped
-    Cxp = 8,             // a register of the CoaXPress core; `param` names its function and port (CxpCore.h)
-};
-
-// What stands between the host's registers and queues and the cable.
-enum class LinkCore : uint32_t {
-    None = 0,        // bytes go to the camera as the host wrote them
-    CxpRegister = 1, // CoaXPress, control packets built word by word in registers
-    CxpQueue = 2,    // CoaXPress, control packets through data queues; the core adds markers and CRC
+    Core = 8,            // a register of the design's core, which reads `param` (BoardCore.h)
 };
 
 struct RegisterDef {
@@ -59,9 +56,10 @@ struct QueueDef {
     bool internal = false; // a FIFO of the design's own that the queue functions don't reach
 };
 
+class BoardCore;
+
 struct DesignDef {
     std::string_view name;
-    std::string_view technology;
     uint32_t maxPorts;
     bool cameraControl; // the OHalCameraCtrl interface: port power, data path, LEDs
     bool serialPorts;   // Camera Link serial ports
@@ -69,14 +67,29 @@ struct DesignDef {
     uint32_t queueStride;
     std::span<const QueueDef> queues;
     std::span<const RegisterDef> registers;
-    LinkCore core = LinkCore::None;
-    uint32_t gtxIf = 0; // CoaXPress transceiver interface: 1, 2, 3, 6, 10 or 16
+    // What stands between the registers and queues and the cables; null for
+    // a design without a core of its own, whose bytes go as the host wrote
+    // them.
+    const BoardCore& (*core)() = nullptr;
+    // Which variant of its core the design carries, for the core to read
+    // (CoaXPress: the transceiver interface).
+    uint32_t coreVariant = 0;
 };
 
-std::span<const DesignDef> designTable();
-// Null if no design has this name.
-const DesignDef* findDesign(std::string_view name);
-
-std::string_view channelName(Channel channel);
+// Every design must fit the board's shared layout, the queues of one port
+// must not run into those of the next, and registers of a core need a core.
+constexpr bool fitsLayout(const DesignDef& d) {
+    if (d.registers.size() > layout::kMaxRegisters || d.maxPorts > layout::kMaxPorts) {
+        return false;
+    }
+    const bool queuesFit = std::all_of(d.queues.begin(), d.queues.end(), [&](const QueueDef& q) {
+        return q.offset < d.queueStride &&
+               d.queueBase + (d.maxPorts - 1) * d.queueStride + q.offset < layout::kMaxQueues;
+    });
+    const bool coreFits =
+        d.core != nullptr || std::none_of(d.registers.begin(), d.registers.end(),
+                                          [](const RegisterDef& r) { return r.kind == BehaviourKind::Core; });
+    return queuesFit && coreFits;
+}
 
 } // namespace orva::sim

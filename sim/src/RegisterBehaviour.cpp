@@ -1,8 +1,9 @@
 #include "RegisterBehaviour.h"
 
-#include "Board.h"
+#include "BoardAccess.h"
+#include "BoardCore.h"
 #include "Clock.h"
-#include "CxpCore.h"
+#include "orva_sim.h"
 
 namespace orva::sim {
 
@@ -116,7 +117,7 @@ void RegisterBehaviour::write(BoardAccess&, layout::RegisterSlot& slot, uint64_t
     slot.value = value;
 }
 
-const RegisterBehaviour& behaviourOf(BehaviourKind kind) {
+const RegisterBehaviour& behaviourOf(BehaviourKind kind, const BoardCore& core) {
     static const RegisterBehaviour plain;
     static const ReadOnly readOnly;
     static const SelfClearing selfClearing;
@@ -142,8 +143,8 @@ const RegisterBehaviour& behaviourOf(BehaviourKind kind) {
         return timeCounter;
     case BehaviourKind::PortPowerStatus:
         return portPowerStatus;
-    case BehaviourKind::Cxp:
-        return cxp::registerBehaviour();
+    case BehaviourKind::Core:
+        return core.registers();
     }
     return plain;
 }

@@ -8,6 +8,7 @@
 namespace orva::sim {
 
 class BoardAccess;
+class BoardCore;
 
 // What the hardware does on an access to a register. Stateless: whatever a
 // behaviour keeps lives in the register's slot in shared memory, so every
@@ -21,7 +22,8 @@ public:
     virtual void write(BoardAccess& board, layout::RegisterSlot& slot, uint64_t value) const;
 };
 
-const RegisterBehaviour& behaviourOf(BehaviourKind kind);
+// The behaviour of a kind; registers of kind Core are the board core's.
+const RegisterBehaviour& behaviourOf(BehaviourKind kind, const BoardCore& core);
 
 // Depth of the FIFO behind a FifoData register.
 constexpr uint32_t kRegisterFifoDepth = layout::kRegisterStateWords - 2;

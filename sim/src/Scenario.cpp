@@ -3,6 +3,7 @@
 #include "Device.h"
 #include "SharedLayout.h"
 #include "SimError.h"
+#include "Technologies.h"
 #include "orva_sim.h"
 
 #include <nlohmann/json.hpp>
@@ -129,8 +130,10 @@ DesignChoice parseDesign(const Checker& check, const json& value, const std::str
         const DesignDef* found = findDesign(text);
         if (found == nullptr) {
             std::string known;
-            for (const auto& d : designTable()) {
-                known += (known.empty() ? "" : ", ") + std::string(d.name);
+            for (const Technology& technology : technologies()) {
+                for (const DesignDef& d : technology.designs()) {
+                    known += (known.empty() ? "" : ", ") + std::string(d.name);
+                }
             }
             check.fail(at, "unknown design '" + text + "' (known: " + known + ")");
         }
@@ -194,8 +197,10 @@ CameraSetup parseCamera(const Checker& check, const json& value, const std::stri
     const DeviceModel* model = findDeviceModel(camera.model);
     if (model == nullptr) {
         std::string known;
-        for (const auto& m : deviceModels()) {
-            known += (known.empty() ? "" : ", ") + std::string(m.name);
+        for (const Technology& technology : technologies()) {
+            for (const DeviceModel& m : technology.cameraModels()) {
+                known += (known.empty() ? "" : ", ") + std::string(m.name);
+            }
         }
         check.fail(path + ".model", "unknown camera model '" + camera.model + "' (known: " + known + ")");
     }

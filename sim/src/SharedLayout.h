@@ -13,7 +13,7 @@
 
 namespace orva::sim::layout {
 
-constexpr uint32_t kLayoutVersion = 2;
+constexpr uint32_t kLayoutVersion = 3;
 constexpr uint32_t kControlMagic = 0x4C43534Fu; // "OSCL"
 constexpr uint32_t kBoardMagic = 0x4F42534Fu;   // "OSBO"
 
@@ -27,9 +27,13 @@ constexpr uint32_t kMaxQueueMarks = 64;
 constexpr uint32_t kNameBytes = 48;
 constexpr uint32_t kRegisterStateWords = 18;
 constexpr uint32_t kMaxFaultsPerPort = 8;
+constexpr uint32_t kPortCoreBytes = 512;
 constexpr uint32_t kCameraParamsBytes = 4096;
 constexpr uint32_t kCameraMemoryBytes = 64 * 1024;
 constexpr uint32_t kMaxScenarioBytes = 256 * 1024;
+// The port map after load and after a reset of the camera control:
+// position n takes port n.
+constexpr uint64_t kIdentityPortMap = 0x7654321076543210ull;
 
 enum class ObjectState : uint32_t {
     Uninitialised = 0, // being set up by its creator
@@ -103,27 +107,6 @@ struct FaultSlot {
     uint32_t reserved;
 };
 
-// Link layer of a port on a design with a CoaXPress core: the transceiver of
-// physical port n and the control packet engine of design port n. Owned by
-// the core (CxpCore.cpp); zero-filled and set up at load.
-struct LinkSlot {
-    uint32_t rxRateMbps;  // bit rate the receiver runs at, 0 for none it knows
-    uint32_t drpAddress;  // transceiver configuration port: address last written
-    uint32_t drp[4];      // configuration words at the rate addresses, in table order
-    uint32_t gtxReset;    // the receiver's reset line is held
-    uint32_t coreReset;   // control core reset bits of this number
-    uint32_t uplinkHigh;  // the transmitter runs at the high uplink rate
-    uint32_t ledMode;     // LED mode selected for design port n
-    uint32_t packetSent;  // the engine of design port n has sent its last packet
-    uint32_t segMismatch; // the current signal segment has no usable signal (2: not yet seen)
-    uint64_t busyUntilNs; // a rate change or configuration write is under way until then
-    uint64_t rxStartNs;   // the receiver (re)starts with cleared counters at this time
-    uint64_t segStartNs;  // start of the current segment of one signal state
-    uint64_t nitAccum;    // errors of the finished segments since the start
-    uint64_t txDropped;   // command packets the engine could not send
-    uint64_t rxDropped;   // acknowledges the engine discarded
-};
-
 struct PortSlot {
     uint32_t power; // ORVA_SIM_POWER_*
     uint32_t plugged;
@@ -136,7 +119,9 @@ struct PortSlot {
     int32_t camera; // camera slot, -1 if none
     uint32_t link;  // link number of this port in that camera
     FaultSlot faults[kMaxFaultsPerPort];
-    LinkSlot cxp;
+    // What the design's core keeps for this port (its transceiver, its
+    // packet engine): zero-filled at load, then the core's alone.
+    alignas(8) uint8_t core[kPortCoreBytes];
 };
 
 struct CameraSlot {
@@ -160,8 +145,8 @@ struct BoardBlock {
     uint32_t cameraControl;
     uint32_t serialPorts;
     uint32_t registerCount; // slots in use, present or not
-    uint32_t linkCore;      // LinkCore of the design
-    uint32_t gtxIf;         // CoaXPress transceiver interface of the design, 0 if none
+    uint32_t coreVariant;   // the design's variant of its core
+    uint32_t reserved;
     char design[kNameBytes];
     char baseDesign[kNameBytes];
     RegisterSlot registers[kMaxRegisters]; // register number n is slot n - 1
@@ -174,7 +159,7 @@ static_assert(std::is_standard_layout_v<ControlBlock> && std::is_trivially_copya
 static_assert(std::is_standard_layout_v<BoardBlock> && std::is_trivially_copyable_v<BoardBlock>);
 static_assert(offsetof(QueueSlot, marks) % 8 == 0 && offsetof(QueueSlot, data) % 8 == 0);
 static_assert(sizeof(RegisterSlot) % 8 == 0 && sizeof(QueueSlot) % 8 == 0 && sizeof(CameraSlot) % 8 == 0);
-static_assert(sizeof(LinkSlot) % 8 == 0 && sizeof(PortSlot) % 8 == 0);
+static_assert(sizeof(PortSlot) % 8 == 0 && offsetof(PortSlot, core) % 8 == 0);
 static_assert(offsetof(CameraSlot, memory) % 8 == 0);
 
 } // namespace orva::sim::layout

@@ -1,41 +1,18 @@
 #pragma once
 
-// The CoaXPress core of the boards' designs: what the FPGA does between the
-// host's registers and queues and the coaxial cables.
-//
-// - Transceivers, one per physical port: a receiver that runs at the bit rate
-//   the host programs (through configuration words, a rate register, or the
-//   camera control interface) and locks only on a camera that sends at that
-//   rate; otherwise its not-in-table (NIT) counter counts.
-// - Control packet engines, one per design port: on the register path a
-//   command FIFO that sends a packet to the camera when its last word comes
-//   and an acknowledge FIFO read word by word; on the queue path the core
-//   adds markers and CRC to what the host queues, and checks and strips them
-//   on the way back.
-// - The discovery selector, which routes the engine of design port d to the
-//   physical port of nibble d of its low word and the acknowledges of
-//   physical port p to the design port of nibble p of its high word. On the
-//   queue path the control queues stay with their physical port.
-// - Power over the cable: enable, status and sense registers.
-//
-// Everything the core keeps lives in the board's shared memory: the ports'
-// LinkSlot, register slots and internal FIFOs.
-
-#include "SharedLayout.h"
+// The registers of the CoaXPress core. A register's `param` holds its
+// function in bits 15..8 and its port (or, for a board-wide register, the
+// design's number of ports) in bits 7..0.
 
 #include <cstdint>
-#include <span>
 
 namespace orva::sim {
-class BoardAccess;
 class RegisterBehaviour;
 } // namespace orva::sim
 
 namespace orva::sim::cxp {
 
-// What a register of the core does. A register's `param` holds the function
-// in bits 15..8 and its port (or, for a board-wide register, the design's
-// number of ports) in bits 7..0.
+// What a register of the core does.
 enum class Fn : uint32_t {
     TxCmdWriteData = 1,     // per design port: command FIFO; high word bit 0 K-code, bit 1 send
     RxCmdAckPacketData = 2, // per design port: acknowledge FIFO; high word bit 1 empty, bit 0 end of packet
@@ -75,21 +52,7 @@ constexpr uint64_t registerParam(Fn fn, uint32_t port) {
     return (static_cast<uint64_t>(fn) << 8) | port;
 }
 
-const RegisterBehaviour& registerBehaviour();
-
-// Board groups of the board types, 0 for a type outside them.
-uint32_t boardGroup(uint32_t type);
-
-// Scenario load: every port's link layer starts as after power-up.
-void loadBoard(BoardAccess& board);
-// A speed the camera control interface takes for a port.
-bool isDataPathSpeed(uint32_t speed);
-// The camera control interface set a port's data path state or speed.
-void portSettingsChanged(BoardAccess& board, uint32_t port);
-// A command the host put into the command queue of a port (queue path).
-void sendQueueCommand(BoardAccess& board, uint32_t port, std::span<const uint8_t> bytes);
-// Characters a camera sent up a physical port, arriving at `readyNs`; false
-// if the core didn't take them.
-bool receiveFromCamera(BoardAccess& board, uint32_t port, std::span<const uint8_t> wire, uint64_t readyNs);
+// The behaviour of every register of the core.
+const RegisterBehaviour& coreRegisters();
 
 } // namespace orva::sim::cxp

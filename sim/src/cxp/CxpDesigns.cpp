@@ -1,19 +1,18 @@
-#pragma once
-
-// The CoaXPress designs: register sets for each transceiver interface
-// (gtxIf 1, 2, 3, 6 and 10 with the register path, 16 with the queue path
-// and the camera control interface), for 1, 2 or 4 ports, with the discovery
-// selector in registers or chosen from a table. Included by Design.cpp only.
+#include "CxpDesigns.h"
 
 #include "CxpCore.h"
-#include "Design.h"
+#include "CxpCoreRegisters.h"
+#include "CxpLinkSlot.h"
 
+#include <algorithm>
 #include <array>
 #include <cstddef>
 #include <cstdint>
 #include <string_view>
 
-namespace orva::sim::cxpdesign {
+namespace orva::sim::cxp {
+
+namespace {
 
 enum class Selector : uint32_t {
     Registers, // wDiscoverySelect and rDiscoverySelect
@@ -38,26 +37,26 @@ struct Layout {
         base "0", base "1", base "2", base "3"                                                                         \
     }
 
-inline constexpr auto kTxCmdWriteData = ORVA_CXP_PORT_NAMES("CxpTxCmdWriteData_");
-inline constexpr auto kRxCmdAckPacketData = ORVA_CXP_PORT_NAMES("CxpRxCmdAckPacketData_");
-inline constexpr auto kControlCoreReset = ORVA_CXP_PORT_NAMES("CxpControlCoreReset_");
-inline constexpr auto kReset = ORVA_CXP_PORT_NAMES("CxpReset_");
-inline constexpr auto kLedModeSelectWrite = ORVA_CXP_PORT_NAMES("CxpLedModeSelectWrite_");
-inline constexpr auto kLedModeSelectRead = ORVA_CXP_PORT_NAMES("CxpLedModeSelectRead_");
-inline constexpr auto kNotInTable = ORVA_CXP_PORT_NAMES("CxpTransceiverNotInTable_");
-inline constexpr auto kDisparityError = ORVA_CXP_PORT_NAMES("CxpTransceiverDisparityError_");
-inline constexpr auto kDrpAddress = ORVA_CXP_PORT_NAMES("CxpTransceiverGtxDrpAddress_");
-inline constexpr auto kDrpWriteData = ORVA_CXP_PORT_NAMES("CxpTransceiverGtxDrpWriteData_");
-inline constexpr auto kSetBitRate = ORVA_CXP_PORT_NAMES("CxpTransceiverGtxSetBitRate_");
-inline constexpr auto kTransceiverStatus = ORVA_CXP_PORT_NAMES("CxpTransceiverStatus_");
-inline constexpr auto kDownLinkBitRate = ORVA_CXP_PORT_NAMES("CxpTransceiverDownLinkBitRate_");
-inline constexpr auto kUpLinkBitRate = ORVA_CXP_PORT_NAMES("CxpTransceiverUpLinkBitRate_");
-inline constexpr auto kPowerStatus = ORVA_CXP_PORT_NAMES("CxpPowerStatus_");
-inline constexpr auto kPowerSense = ORVA_CXP_PORT_NAMES("CxpPowerSense_");
-inline constexpr auto kPowerVin = ORVA_CXP_PORT_NAMES("CxpPowerVin_");
-inline constexpr auto kPowerAdIn = ORVA_CXP_PORT_NAMES("CxpPowerAdIn_");
-inline constexpr auto kPowerShuntVoltage = ORVA_CXP_PORT_NAMES("CxpPowerShuntVoltage_");
-inline constexpr auto kPowerBusVoltage = ORVA_CXP_PORT_NAMES("CxpPowerBusVoltage_");
+constexpr auto kTxCmdWriteData = ORVA_CXP_PORT_NAMES("CxpTxCmdWriteData_");
+constexpr auto kRxCmdAckPacketData = ORVA_CXP_PORT_NAMES("CxpRxCmdAckPacketData_");
+constexpr auto kControlCoreReset = ORVA_CXP_PORT_NAMES("CxpControlCoreReset_");
+constexpr auto kReset = ORVA_CXP_PORT_NAMES("CxpReset_");
+constexpr auto kLedModeSelectWrite = ORVA_CXP_PORT_NAMES("CxpLedModeSelectWrite_");
+constexpr auto kLedModeSelectRead = ORVA_CXP_PORT_NAMES("CxpLedModeSelectRead_");
+constexpr auto kNotInTable = ORVA_CXP_PORT_NAMES("CxpTransceiverNotInTable_");
+constexpr auto kDisparityError = ORVA_CXP_PORT_NAMES("CxpTransceiverDisparityError_");
+constexpr auto kDrpAddress = ORVA_CXP_PORT_NAMES("CxpTransceiverGtxDrpAddress_");
+constexpr auto kDrpWriteData = ORVA_CXP_PORT_NAMES("CxpTransceiverGtxDrpWriteData_");
+constexpr auto kSetBitRate = ORVA_CXP_PORT_NAMES("CxpTransceiverGtxSetBitRate_");
+constexpr auto kTransceiverStatus = ORVA_CXP_PORT_NAMES("CxpTransceiverStatus_");
+constexpr auto kDownLinkBitRate = ORVA_CXP_PORT_NAMES("CxpTransceiverDownLinkBitRate_");
+constexpr auto kUpLinkBitRate = ORVA_CXP_PORT_NAMES("CxpTransceiverUpLinkBitRate_");
+constexpr auto kPowerStatus = ORVA_CXP_PORT_NAMES("CxpPowerStatus_");
+constexpr auto kPowerSense = ORVA_CXP_PORT_NAMES("CxpPowerSense_");
+constexpr auto kPowerVin = ORVA_CXP_PORT_NAMES("CxpPowerVin_");
+constexpr auto kPowerAdIn = ORVA_CXP_PORT_NAMES("CxpPowerAdIn_");
+constexpr auto kPowerShuntVoltage = ORVA_CXP_PORT_NAMES("CxpPowerShuntVoltage_");
+constexpr auto kPowerBusVoltage = ORVA_CXP_PORT_NAMES("CxpPowerBusVoltage_");
 
 #undef ORVA_CXP_PORT_NAMES
 
@@ -84,15 +83,14 @@ constexpr uint64_t appletExtensionIds(const Layout& l) {
 }
 
 constexpr bool registerPath(const Layout& l) {
-    return l.gtxIf != 16;
+    return l.gtxIf != kQueuePathGtxIf;
 }
 
 // Calls add(RegisterDef) for each register of a layout, in table order.
 template <class Add> constexpr void emitRegisters(const Layout& l, Add&& add) {
     using K = BehaviourKind;
-    using cxp::Fn;
     const auto core = [&](std::string_view name, Fn fn, uint32_t port = 0) {
-        add(RegisterDef{name, K::Cxp, 0, cxp::registerParam(fn, port)});
+        add(RegisterDef{name, K::Core, 0, registerParam(fn, port)});
     };
     const auto perPort = [&](const std::array<std::string_view, 4>& names, Fn fn) {
         for (uint32_t p = 0; p < l.ports; ++p) {
@@ -200,36 +198,33 @@ template <Layout L> constexpr auto makeRegisters() {
     return out;
 }
 
-template <Layout L> inline constexpr auto kRegisters = makeRegisters<L>();
+template <Layout L> constexpr auto kRegisters = makeRegisters<L>();
 
 // Register path: a command FIFO and an acknowledge FIFO per design port,
 // both the core's own. Queue path: acknowledges from the camera in queue
 // 4p, commands to it in queue 4p + 3.
-inline constexpr std::array kRegisterPathQueues{
+constexpr std::array kRegisterPathQueues{
     QueueDef{Channel::Control, Direction::ToCamera, 0, false, true},
     QueueDef{Channel::Control, Direction::ToHost, 1, false, true},
 };
-inline constexpr std::array kQueuePathQueues{
+constexpr std::array kQueuePathQueues{
     QueueDef{Channel::Control, Direction::ToHost, 0, false},
     QueueDef{Channel::Control, Direction::ToCamera, 3, false},
 };
 
 template <Layout L> constexpr DesignDef design(std::string_view name) {
     if constexpr (registerPath(L)) {
-        return DesignDef{name,          "CoaXPress",           L.ports, false, false, 0, 2, kRegisterPathQueues,
-                         kRegisters<L>, LinkCore::CxpRegister, L.gtxIf};
+        return DesignDef{name, L.ports, false, false, 0, 2, kRegisterPathQueues, kRegisters<L>, &boardCore, L.gtxIf};
     } else {
-        return DesignDef{name,          "CoaXPress",        L.ports, true, false, 0, 4, kQueuePathQueues,
-                         kRegisters<L>, LinkCore::CxpQueue, L.gtxIf};
+        return DesignDef{name, L.ports, true, false, 0, 4, kQueuePathQueues, kRegisters<L>, &boardCore, L.gtxIf};
     }
 }
 
 using S = Selector;
 
-// The built-in design of the default set-up: four ports, queue path.
-inline constexpr DesignDef kCoaXPress = design<Layout{16, 4, S::PortMap, false, true}>("coaxpress");
-
-inline constexpr std::array kDesigns{
+constexpr std::array kDesigns{
+    // The built-in design of the default set-up: four ports, queue path.
+    design<Layout{16, 4, S::PortMap, false, true}>("coaxpress"),
     design<Layout{16, 1, S::PortMap, false, false}>("cxp-queue-1"),
     design<Layout{16, 2, S::PortMap, false, false}>("cxp-queue-2"),
     design<Layout{1, 4, S::Registers, true, false}>("cxp-drp"),
@@ -263,4 +258,12 @@ static_assert(appletExtensionIds(Layout{10, 2, S::Registers, false, false}) == 0
 static_assert(appletMasterIds(Layout{16, 4, S::PortMap, false, true, 4}) == 0x1111);
 static_assert(appletExtensionIds(Layout{16, 4, S::PortMap, false, true, 4}) == 0x3210);
 
-} // namespace orva::sim::cxpdesign
+static_assert(std::all_of(kDesigns.begin(), kDesigns.end(), fitsLayout));
+
+} // namespace
+
+std::span<const DesignDef> designs() {
+    return kDesigns;
+}
+
+} // namespace orva::sim::cxp

@@ -9,6 +9,7 @@
 #include <stdexcept>
 #include <thread>
 
+#include "impl/core/DescriptionBlock.h"
 #include "impl/core/Stopwatch.h"
 #include "impl/core/TweakValue.h"
 #include "impl/cxp/CCxpBufferRW.h"
@@ -21,7 +22,6 @@
 #include "runtime/templates/InterProcessLockGuard.h"
 #include "runtime/templates/MonotonicTime.h"
 #include "runtime/templates/TweakProperties.h"
-#include "runtime/templates/ZipDataReader.h"
 
 namespace orva::cxp {
 
@@ -167,12 +167,6 @@ int32_t RateCode(uint32_t speed, bool highSpeedCore) {
         }
     }
     return -1;
-}
-
-// Text of a camera block up to its first zero byte, never past the block.
-std::string TextOf(const uint8_t* data, size_t size) {
-    const auto* end = static_cast<const uint8_t*>(std::memchr(data, 0, size));
-    return {reinterpret_cast<const char*>(data), end == nullptr ? size : static_cast<size_t>(end - data)};
 }
 
 // A hexadecimal number of at most 32 bits; false if there is no digit or it
@@ -810,7 +804,7 @@ int32_t CCxpPort::ReadString(uint32_t address, uint32_t size, std::string& text)
     std::vector<uint8_t> block(size, 0);
     const int32_t status = ReadMem(address, block.data(), size, kAccessTimeoutMs);
     if (status == 0) {
-        text = TextOf(block.data(), block.size());
+        text = orva::core::TextOfBlock(block);
     }
     return status;
 }
@@ -1076,27 +1070,19 @@ int32_t CCxpPort::GetXmlInfo(std::string& xml, uint32_t index) {
     // local header signature.
     constexpr std::array<uint8_t, 4> kZipSignature{0x50, 0x4B, 0x03, 0x04};
     if (size < kZipSignature.size() || !std::equal(kZipSignature.begin(), kZipSignature.end(), block.begin())) {
-        xml = TextOf(block.data(), block.size());
+        xml = orva::core::TextOfBlock(block);
         return 0;
     }
 
-    using orva::templates::container::ManagedDataArray;
-    using orva::templates::container::ZipDataReader;
-    using orva::templates::container::ZipStatus;
-    ZipDataReader zip(std::make_shared<ManagedDataArray>(block.data(), block.size()));
-    if (!zip.IsValid()) {
-        ORVA_LOG(GetLogger(), LevelWarning, "XML zip container without entries");
+    switch (orva::core::UnzipDescription(block, GetLogger(), xml)) {
+    case orva::core::UnzipOutcome::Unpacked:
+        return 0;
+    case orva::core::UnzipOutcome::NoEntries:
         return TGX_ERR_INTERNAL;
+    case orva::core::UnzipOutcome::EntryRefused:
+        break;
     }
-    ORVA_LOG(GetLogger(), LevelDebug, "XML type: Zip - Index 0 - Size: " << size);
-    ZipStatus zipStatus = ZipStatus::Ok;
-    const auto entry = zip.GetEntryData(0, zipStatus);
-    if (!entry || zipStatus != ZipStatus::Ok) {
-        ORVA_LOG(GetLogger(), LevelWarning, "XML zip entry refused, reason " << static_cast<int>(zipStatus));
-        return TGX_ERR_INVALID_DATA;
-    }
-    xml = TextOf(entry->data(), entry->size());
-    return 0;
+    return TGX_ERR_INVALID_DATA;
 }
 
 // ---------------------------------------------------------------------------

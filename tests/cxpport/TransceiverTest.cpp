@@ -180,10 +180,20 @@ TEST_F(Transceivers, LockTestOfAPortWithoutSignalSleepsOutItsWindow) {
 }
 
 TEST_F(Transceivers, LockChecksTheLinkStatusOfCoresThatHaveOne) {
-    auto port = MakePort(1, 10);
-    EXPECT_EQ(port->WaitLinkLock(), 0);
-    FakeCxp_SetFlagStuck("CxpTransceiverStatus_1");
-    EXPECT_EQ(port->WaitLinkLock(), TGX_ERR_LINK_LOCK_TIMEOUT) << "NIT clean but the link isn't up";
+    struct Case {
+        uint32_t gtxIf;
+        const char* linkFlag; // nullptr: the NIT counter alone decides
+    };
+    for (const Case& c : {Case{10, "CxpTransceiverStatus_1"}, Case{16, "CxpTransceiverStatus_1"},
+                          Case{6, "CxpTransceiverRxStatus"}, Case{3, nullptr}}) {
+        SCOPED_TRACE(c.gtxIf);
+        FakeCxp_Reset();
+        auto port = MakePort(1, c.gtxIf);
+        EXPECT_EQ(port->WaitLinkLock(), 0);
+        FakeCxp_SetFlagStuck(c.linkFlag != nullptr ? c.linkFlag : "CxpTransceiverRxStatus");
+        EXPECT_EQ(port->WaitLinkLock(), c.linkFlag != nullptr ? TGX_ERR_LINK_LOCK_TIMEOUT : 0)
+            << "NIT clean but the link isn't up";
+    }
 }
 
 TEST_F(Transceivers, LockAtSpeedChecksTheMagicValue) {

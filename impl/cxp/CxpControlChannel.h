@@ -133,7 +133,7 @@ private:
     // The port's mutex, lent for the channel's lifetime.
     orva::templates::platform::RecursiveMutex& portMutex_;
     const std::unique_ptr<CxpDataQueues> queues_;
-    const std::unique_ptr<orva::templates::platform::InterProcessLock> comLock_ ACQUIRED_AFTER(portMutex_);
+    const std::unique_ptr<orva::templates::platform::InterProcessLock> comLock_;
 
     bool tagMode_ GUARDED_BY(portMutex_) = false;
     uint8_t tagCounter_ GUARDED_BY(portMutex_) = 0;

@@ -110,7 +110,7 @@ private:
     core::LazyLogger& logger_;
     // The port's locks, lent for this object's lifetime.
     orva::templates::platform::RecursiveMutex& portMutex_;
-    orva::templates::platform::InterProcessLock& txcLock_ ACQUIRED_AFTER(portMutex_);
+    orva::templates::platform::InterProcessLock& txcLock_;
 
     uint32_t uplinkHighSpeed_ GUARDED_BY(portMutex_) = 2; // 1 high, 0 low, 2 not set yet
     uint32_t coreResetValue_ GUARDED_BY(portMutex_) = 0;

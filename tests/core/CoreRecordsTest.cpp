@@ -1,8 +1,8 @@
 #include <gtest/gtest.h>
 
+#include "impl/core/BoardTypeFacts.h"
 #include "impl/core/CCameraInfo.h"
 #include "impl/core/CCameraInterface.h"
-#include "impl/core/ControllerFactory.h"
 
 using namespace orva::core;
 
@@ -47,7 +47,7 @@ TEST(CameraLinks, TableLimitsAreEnforced) {
     EXPECT_EQ(camera.GetLink(7).fgPort, -1);
 }
 
-TEST(ControllerFactory, BoardTypesMapToTheirTechnology) {
+TEST(BoardTypeFacts, BoardTypesMapToTheirTechnology) {
     // Neighbours of the rows belong to no technology.
     const std::pair<int32_t, Technology> cases[] = {
         {0xA62, Technology::CameraLinkHS}, {0xA64, Technology::CoaXPress},  {0xB68, Technology::CoaXPress},
@@ -56,7 +56,7 @@ TEST(ControllerFactory, BoardTypesMapToTheirTechnology) {
         {0xA63, Technology::None},         {-1, Technology::None},
     };
     for (const auto& [type, technology] : cases) {
-        EXPECT_EQ(TechnologyOfBoardType(type), technology) << std::hex << type;
+        EXPECT_EQ(FactsOfBoardType(type).technology, technology) << std::hex << type;
     }
 }
 

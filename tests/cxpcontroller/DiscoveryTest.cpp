@@ -247,7 +247,7 @@ int32_t WorkerCount() {
         std::ifstream comm(task.path() / "comm");
         std::string name;
         std::getline(comm, name);
-        count += name == cxp::CxpController::kWorkerThreadName ? 1 : 0;
+        count += name == cxp::CxpWorkerThread::kName ? 1 : 0;
     }
     return count;
 }

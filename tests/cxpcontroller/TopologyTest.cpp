@@ -6,14 +6,22 @@
 #include <algorithm>
 #include <vector>
 
+#include "impl/core/BoardTypeFacts.h"
 #include "impl/core/DiscoverySelector.h"
-#include "impl/cxp/CxpTopology.h"
+#include "impl/cxp/CxpDesignLayout.h"
+#include "impl/cxp/CxpLinkSpeeds.h"
+#include "impl/cxp/CxpPowerStatus.h"
 #include "include/tgx_genicam.h"
 
 namespace {
 
 using orva::core::ComputeSelector;
 using orva::core::DesignPortOfPhysical;
+using orva::core::FactsOfBoardType;
+using orva::core::kCxpGroup1;
+using orva::core::kCxpGroup2;
+using orva::core::kCxpGroup3;
+using orva::core::kCxpGroup4;
 using orva::core::kIdentitySelector;
 using orva::core::kUnknownSelector;
 using orva::core::PhysicalPortOfDesign;
@@ -109,34 +117,38 @@ TEST(DiscoveryConfigTables, EntriesByPortCount) {
 }
 
 TEST(BoardGroups, TypesByGroup) {
-    EXPECT_TRUE(InBoardGroup1(0xA51));
-    EXPECT_TRUE(InBoardGroup1(0xA5A));
-    EXPECT_FALSE(InBoardGroup1(0xA5B));
-    EXPECT_TRUE(InBoardGroup2(0x753));
-    EXPECT_TRUE(InBoardGroup2(0x7591));
-    EXPECT_FALSE(InBoardGroup2(0x75A));
-    EXPECT_TRUE(InBoardGroup3(0xB61));
-    EXPECT_TRUE(InBoardGroup3(0xA64));
-    EXPECT_FALSE(InBoardGroup3(0xA63));
+    EXPECT_TRUE(FactsOfBoardType(0xA51).InCxpGroup(kCxpGroup1));
+    EXPECT_TRUE(FactsOfBoardType(0xA5A).InCxpGroup(kCxpGroup1));
+    EXPECT_FALSE(FactsOfBoardType(0xA5B).InCxpGroup(kCxpGroup1));
+    EXPECT_TRUE(FactsOfBoardType(0x753).InCxpGroup(kCxpGroup2));
+    EXPECT_TRUE(FactsOfBoardType(0x7591).InCxpGroup(kCxpGroup2));
+    EXPECT_FALSE(FactsOfBoardType(0x75A).InCxpGroup(kCxpGroup2));
+    EXPECT_TRUE(FactsOfBoardType(0xB61).InCxpGroup(kCxpGroup3));
+    EXPECT_TRUE(FactsOfBoardType(0xA64).InCxpGroup(kCxpGroup3));
+    EXPECT_FALSE(FactsOfBoardType(0xA63).InCxpGroup(kCxpGroup3));
     // Group 4 is the part of group 3 with sense values in the status.
-    EXPECT_TRUE(InBoardGroup4(0xA64));
-    EXPECT_FALSE(InBoardGroup4(0xB61));
-    EXPECT_FALSE(InBoardGroup4(0xB68));
-    EXPECT_TRUE(HasSelectorRegisters(0xB5F));
-    EXPECT_TRUE(HasSelectorRegisters(0xB501));
-    EXPECT_FALSE(HasSelectorRegisters(0xB54));
+    EXPECT_TRUE(FactsOfBoardType(0xA64).InCxpGroup(kCxpGroup4));
+    EXPECT_FALSE(FactsOfBoardType(0xB61).InCxpGroup(kCxpGroup4));
+    EXPECT_FALSE(FactsOfBoardType(0xB68).InCxpGroup(kCxpGroup4));
+    // The groups are of the board's family, whatever its camera technology.
+    EXPECT_TRUE(FactsOfBoardType(0xA58).InCxpGroup(kCxpGroup1));
+    EXPECT_TRUE(FactsOfBoardType(0x7540).InCxpGroup(kCxpGroup2));
+    EXPECT_TRUE(FactsOfBoardType(0xA66).InCxpGroup(kCxpGroup4));
+    EXPECT_TRUE(FactsOfBoardType(0xB5F).discoverySelectRegisters);
+    EXPECT_TRUE(FactsOfBoardType(0xB501).discoverySelectRegisters);
+    EXPECT_FALSE(FactsOfBoardType(0xB54).discoverySelectRegisters);
 }
 
 TEST(LinkSpeeds, HighSpeedsOnlyOnGroupThree) {
     for (uint32_t speed : {0u, 1250u, 2500u, 3125u, 5000u, 6250u}) {
-        EXPECT_EQ(ValidateLinkSpeed(0xA53, speed), TGX_OK) << speed;
-        EXPECT_EQ(ValidateLinkSpeed(0xA64, speed), TGX_OK) << speed;
+        EXPECT_EQ(ValidateLinkSpeed(FactsOfBoardType(0xA53), speed), TGX_OK) << speed;
+        EXPECT_EQ(ValidateLinkSpeed(FactsOfBoardType(0xA64), speed), TGX_OK) << speed;
     }
-    EXPECT_EQ(ValidateLinkSpeed(0xA53, 10000), TGX_ERR_INVALID_LINK_SPEED);
-    EXPECT_EQ(ValidateLinkSpeed(0x757, 12500), TGX_ERR_INVALID_LINK_SPEED);
-    EXPECT_EQ(ValidateLinkSpeed(0xA64, 10000), TGX_OK);
-    EXPECT_EQ(ValidateLinkSpeed(0xB68, 12500), TGX_OK);
-    EXPECT_EQ(ValidateLinkSpeed(0xA64, 7000), TGX_ERR_INVALID_LINK_SPEED);
+    EXPECT_EQ(ValidateLinkSpeed(FactsOfBoardType(0xA53), 10000), TGX_ERR_INVALID_LINK_SPEED);
+    EXPECT_EQ(ValidateLinkSpeed(FactsOfBoardType(0x757), 12500), TGX_ERR_INVALID_LINK_SPEED);
+    EXPECT_EQ(ValidateLinkSpeed(FactsOfBoardType(0xA64), 10000), TGX_OK);
+    EXPECT_EQ(ValidateLinkSpeed(FactsOfBoardType(0xB68), 12500), TGX_OK);
+    EXPECT_EQ(ValidateLinkSpeed(FactsOfBoardType(0xA64), 7000), TGX_ERR_INVALID_LINK_SPEED);
 }
 
 TEST(LinkSpeeds, DetectionOrderPutsAGivenSpeedFirstOnce) {
@@ -250,7 +262,8 @@ TEST(PowerStatus, DecodedByBoardGroup) {
     };
     for (const PowerCase& c : cases) {
         uint32_t status = 0;
-        EXPECT_EQ(DecodePowerStatus(c.boardType, c.raw, status), c.result) << std::hex << c.boardType << " " << c.raw;
+        EXPECT_EQ(DecodePowerStatus(FactsOfBoardType(c.boardType), c.raw, status), c.result)
+            << std::hex << c.boardType << " " << c.raw;
         EXPECT_EQ(status, c.status) << std::hex << c.boardType << " " << c.raw;
     }
 }

@@ -21,8 +21,8 @@ constexpr uint32_t kEveryPowerPort = 0xFF;
 } // namespace
 
 CxpController::CxpController(OHalDevice* device, DsgDesign* design)
-    : board_(device, design), workerThread_(board_.Tweaks().workerPeriodMs), topology_(board_, workerThread_),
-      properties_(board_, topology_), power_(board_, properties_, workerThread_),
+    : board_(device, design), workerThread_(board_.Tweaks().workerPeriodMs, board_.GetLogger()),
+      topology_(board_, workerThread_), properties_(board_, topology_), power_(board_, properties_, workerThread_),
       linkWorker_(board_, workerThread_, power_, topology_) {
     if (board_.Tweaks().disablePowerOverCxp) {
         power_.PowerOff(kEveryPowerPort);

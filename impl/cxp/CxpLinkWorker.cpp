@@ -1,6 +1,7 @@
 #include "impl/cxp/CxpLinkWorker.h"
 
 #include <chrono>
+#include <exception>
 #include <vector>
 
 #include "impl/core/DiscoverySelector.h"
@@ -90,7 +91,13 @@ void CxpLinkWorker::Step() {
         MutexLock scan(board_.scanMutex);
         lost = WatchLinks();
         if (core::MonotonicNowNs() >= nextScanTimeNs_) {
-            ScanFreePorts(gained);
+            try {
+                ScanFreePorts(gained);
+            } catch (const std::exception& e) {
+                ORVA_LOG(board_.GetLogger(), LevelError, "Scan of the ports without a link failed: " << e.what());
+            } catch (...) {
+                ORVA_LOG(board_.GetLogger(), LevelError, "Scan of the ports without a link failed");
+            }
             nextScanTimeNs_ = core::MonotonicNowNs() + int64_t{kScanIntervalMs} * kNsPerMs;
         }
     }
@@ -159,24 +166,40 @@ void CxpLinkWorker::ScanFreePorts(uint32_t& gained) {
 }
 
 int32_t CxpLinkWorker::RunPipeline(uint32_t todo, uint32_t kept, uint32_t& found) {
-    int32_t status = power_.CheckPortTrips();
-    if (status == TGX_OK) {
-        status = PerformCoreReset(todo);
-    }
-    if (status == TGX_OK) {
-        status = PerformLinkReset(todo);
-    }
-    if (status == TGX_OK) {
-        status = PerformSpeedDetect(0, todo, found);
-    }
-    if (status == TGX_OK && found != 0 && !thread_.StopRequested()) {
-        status = topology_.ScanTopology(kept, nextMasterIndex_);
+    const char* step = "CheckPortTrips";
+    int32_t status = TGX_OK;
+    try {
+        status = power_.CheckPortTrips();
         if (status == TGX_OK) {
-            status = topology_.SaveCameraInfo(true, kept, todo & ~found, found);
+            step = "PerformCoreReset";
+            status = PerformCoreReset(todo);
         }
         if (status == TGX_OK) {
-            status = topology_.SetFinalLinkConfig(kept);
+            step = "PerformLinkReset";
+            status = PerformLinkReset(todo);
         }
+        if (status == TGX_OK) {
+            step = "PerformSpeedDetect";
+            status = PerformSpeedDetect(0, todo, found);
+        }
+        if (status == TGX_OK && found != 0 && !thread_.StopRequested()) {
+            step = "ScanTopology";
+            status = topology_.ScanTopology(kept, nextMasterIndex_);
+            if (status == TGX_OK) {
+                step = "SaveCameraInfo";
+                status = topology_.SaveCameraInfo(true, kept, todo & ~found, found);
+            }
+            if (status == TGX_OK) {
+                step = "SetFinalLinkConfig";
+                status = topology_.SetFinalLinkConfig(kept);
+            }
+        }
+    } catch (const std::exception& e) {
+        ORVA_LOG(board_.GetLogger(), LevelError, "Discovery step " << step << " failed: " << e.what());
+        status = TGX_ERR_EXCEPTION;
+    } catch (...) {
+        ORVA_LOG(board_.GetLogger(), LevelError, "Discovery step " << step << " failed");
+        status = TGX_ERR_EXCEPTION;
     }
     return status;
 }
@@ -306,7 +329,14 @@ void CxpLinkWorker::Deliver(core::LinkEventKind kind, uint32_t portMask) {
     if (eventFunction_ == nullptr) {
         return;
     }
-    eventFunction_(kind, portMask, eventContext_);
+    // Whatever the event function throws stays here: the worker goes on.
+    try {
+        eventFunction_(kind, portMask, eventContext_);
+    } catch (const std::exception& e) {
+        ORVA_LOG(board_.GetLogger(), LevelError, "Event function failed: " << e.what());
+    } catch (...) {
+        ORVA_LOG(board_.GetLogger(), LevelError, "Event function failed");
+    }
 }
 
 } // namespace orva::cxp

@@ -55,8 +55,8 @@ private:
     // The pipeline on the ports without a link; the ports that got one go
     // into `gained` as soon as they are in use.
     void ScanFreePorts(uint32_t& gained) REQUIRES(board_.scanMutex);
-    // Runs the pipeline up to the first step that fails; 0 when all steps
-    // passed.
+    // Runs the pipeline up to the first step that fails; an exception in a
+    // step counts as its failure. 0 when all steps passed.
     int32_t RunPipeline(uint32_t todo, uint32_t kept, uint32_t& found) REQUIRES(board_.scanMutex);
     int32_t PerformCoreReset(uint32_t mask) REQUIRES(board_.scanMutex);
     int32_t PerformLinkReset(uint32_t mask) REQUIRES(board_.scanMutex);

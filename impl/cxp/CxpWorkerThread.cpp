@@ -3,12 +3,17 @@
 #include <pthread.h>
 
 #include <chrono>
+#include <exception>
+
+#include "runtime/logging/LogMessage.h"
 
 namespace orva::cxp {
 
 using templates::platform::MutexLock;
+using tools::logging::LevelError;
 
-CxpWorkerThread::CxpWorkerThread(uint32_t periodMs) : periodMs_(periodMs) {}
+CxpWorkerThread::CxpWorkerThread(uint32_t periodMs, tools::logging::Logger* logger)
+    : periodMs_(periodMs), logger_(logger) {}
 
 CxpWorkerThread::~CxpWorkerThread() {
     Stop();
@@ -64,10 +69,22 @@ void CxpWorkerThread::Run(const std::function<void()>& step) {
     MutexLock lock(workerMutex_);
     while (workerRunning_) {
         lock.Unlock();
-        step();
+        RunStep(step);
         lock.Lock();
         lock.WaitFor(workerWake_, std::chrono::milliseconds(periodMs_),
                      [this]() REQUIRES(workerMutex_) { return !workerRunning_; });
+    }
+}
+
+void CxpWorkerThread::RunStep(const std::function<void()>& step) {
+    // An exception must not end the thread, and with it the process: the
+    // link watch and the scans go on at the next step.
+    try {
+        step();
+    } catch (const std::exception& e) {
+        ORVA_LOG(logger_, LevelError, "Link worker step failed: " << e.what());
+    } catch (...) {
+        ORVA_LOG(logger_, LevelError, "Link worker step failed");
     }
 }
 

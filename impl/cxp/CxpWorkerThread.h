@@ -16,6 +16,10 @@
 #include "runtime/templates/Mutex.h"
 #include "runtime/templates/ThreadSafety.h"
 
+namespace orva::tools::logging {
+class Logger;
+}
+
 namespace orva::cxp {
 
 class CxpWorkerThread {
@@ -23,8 +27,9 @@ public:
     // Name of the thread as the system shows it.
     static constexpr const char* kName = "CxpWorker";
 
-    // `periodMs` is the pause between two steps.
-    explicit CxpWorkerThread(uint32_t periodMs);
+    // `periodMs` is the pause between two steps; `logger` takes the lines of
+    // a step that failed by an exception.
+    CxpWorkerThread(uint32_t periodMs, tools::logging::Logger* logger);
     // Stops and joins the thread.
     ~CxpWorkerThread();
     CxpWorkerThread(const CxpWorkerThread&) = delete;
@@ -33,7 +38,8 @@ public:
     CxpWorkerThread& operator=(CxpWorkerThread&&) = delete;
 
     // Starts the thread on the first call; it calls `step` until Stop. Later
-    // calls, and calls after Stop, do nothing.
+    // calls, and calls after Stop, do nothing. Nothing `step` throws ends the
+    // thread: it is logged, and the next step comes after the pause.
     void Start(std::function<void()> step) EXCLUDES(workerMutex_);
     // Tells the worker to stop, wakes it and every Pause, and joins it. Not
     // from the worker itself.
@@ -47,8 +53,10 @@ public:
 
 private:
     void Run(const std::function<void()>& step) EXCLUDES(workerMutex_);
+    void RunStep(const std::function<void()>& step);
 
     const uint32_t periodMs_;
+    tools::logging::Logger* const logger_;
     templates::platform::Mutex workerMutex_;
     std::condition_variable workerWake_;
     bool workerRunning_ GUARDED_BY(workerMutex_) = false;

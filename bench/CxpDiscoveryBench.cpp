@@ -61,7 +61,7 @@ uint32_t Wait(const char* key) {
 uint32_t RequiredPausesMs() {
     return Wait("CXP::WaitAfterUplinkSpeedReset") + 4 * Wait("CXP::WaitAfterLinkResetOnEachPort") +
            Wait("CXP::WaitAfterLinkResetDone") + 4 * Wait("CXP::WaitAfterLinkLockFound") +
-           orva::cxp::CxpController::kWaitBeforeCameraInfoMs + Wait("CXP::WaitAfterCameraConfigDone") +
+           orva::cxp::CxpTopology::kWaitBeforeCameraInfoMs + Wait("CXP::WaitAfterCameraConfigDone") +
            4 * Wait("CXP::WaitAfterLinkLockFound");
 }
 

@@ -8,6 +8,8 @@
 
 #include "core/genapi/GenICamManager.h"
 #include "impl/core/CameraProperties.h"
+#include "impl/core/PropertyArguments.h"
+#include "impl/core/PropertyTable.h"
 #include "runtime/logging/LogMessage.h"
 #include "runtime/logging/Logging.h"
 
@@ -85,115 +87,40 @@ LinkRecord CCameraInterface::GetLink(uint32_t link) const {
     return link < kMaxLinks ? links_[link] : LinkRecord{};
 }
 
-namespace {
-
-constexpr uint32_t kPropertyTypeUint32 = TGX_PROPERTY_TYPE_UINT32;
-constexpr uint32_t kLinkSpeedMask = 0xFFFFFF;
-constexpr uint32_t kNrOfLinksMask = 0xF;
-constexpr uint32_t kNrOfLinksShift = 24;
-
-uint32_t AsUnsigned(int32_t value) {
-    return static_cast<uint32_t>(value);
-}
-
-// One gettable property: whether it takes a link number, and how to read it.
-struct CameraPropertyRow {
-    const char* name;
-    bool perLink;
-    uint32_t (*read)(CCameraInterface& camera, uint32_t link);
-};
-
-IPortInterface& PortOf(CCameraInterface& camera) {
-    return *camera.GetPort();
-}
-
-const CameraPropertyRow kCameraProperties[] = {
-    {CAM_PROP_STREAMPACKET_SIZE_S, false,
-     [](CCameraInterface& c, uint32_t) { return PortOf(c).GetStreamPacketSize(); }},
-    {"CONTROLPACKETSIZE", false, [](CCameraInterface& c, uint32_t) { return PortOf(c).GetControlPacketSize(); }},
-    {CAM_PROP_LINKSPEED_S, false, [](CCameraInterface& c, uint32_t) { return PortOf(c).GetLinkSpeed(); }},
-    {"DISCOVERYSPEED", false, [](CCameraInterface& c, uint32_t) { return c.GetDiscoverySpeed(); }},
-    {CAM_PROP_ISCONNECTED_S, false, [](CCameraInterface& c, uint32_t) { return PortOf(c).IsConnected() ? 1U : 0U; }},
-    {"MASTERPORT", false, [](CCameraInterface& c, uint32_t) { return PortOf(c).GetPortNumber(); }},
-    {CAM_PROP_MASTERID_S, false, [](CCameraInterface& c, uint32_t) { return PortOf(c).GetMasterId() >> 16; }},
-    {"APPLETMASTERID", true, [](CCameraInterface& c, uint32_t l) { return AsUnsigned(c.GetLink(l).appletMasterId); }},
-    {CAM_PROP_NROFLINKS_S, false, [](CCameraInterface& c, uint32_t) { return c.GetNrOfLinks(); }},
-    {"ISGENICAMCONNECTED", false, [](CCameraInterface& c, uint32_t) { return PortOf(c).IsConnected() ? 1U : 0U; }},
-    {CAM_PROP_MASTERLINK_S, true, [](CCameraInterface&, uint32_t l) { return l == 0 ? 1U : 0U; }},
-    {"EXTENSIONLINK", true, [](CCameraInterface&, uint32_t l) { return l != 0 ? 1U : 0U; }},
-    {CAM_PROP_FGPORT_S, true, [](CCameraInterface& c, uint32_t l) { return AsUnsigned(c.GetLink(l).fgPort); }},
-    {CAM_PROP_APPLETPORT_S, true, [](CCameraInterface& c, uint32_t l) { return AsUnsigned(c.GetLink(l).appletPort); }},
-    {"APPLETLINKORDERINDEX", true,
-     [](CCameraInterface& c, uint32_t l) { return AsUnsigned(c.GetLink(l).appletLinkOrderIndex); }},
-    {"ISTRANSCEIVERLOCKED", false,
-     [](CCameraInterface& c, uint32_t) { return PortOf(c).IsTransceiverLocked() ? 1U : 0U; }},
-};
-
-// The settable properties all end in the controller's link configuration.
-struct CameraSetRow {
-    const char* name;
-    uint32_t (*toLinkConfig)(uint32_t value);
-};
-
-const CameraSetRow kCameraSetProperties[] = {
-    {"LINKCONFIG", [](uint32_t v) { return v; }},
-    {CAM_PROP_LINKSPEED_S, [](uint32_t v) { return v & kLinkSpeedMask; }},
-    {CAM_PROP_NROFLINKS_S, [](uint32_t v) { return (v & kNrOfLinksMask) << kNrOfLinksShift; }},
-};
-
-int32_t CheckRow(const void* value, uint32_t type, const IPortInterface* port) {
-    if (value == nullptr) {
-        return TGX_ERR_INVALID_POINTER;
+int32_t CCameraInterface::GetProperty(const char* name, void* value, uint32_t type, const uint32_t* extra) {
+    const CameraGetRow* row = FindPropertyRow(CameraGetProperties(), name);
+    if (row == nullptr) {
+        return TGX_ERR_NOT_IMPLEMENTED;
     }
-    if (type != kPropertyTypeUint32) {
-        return TGX_ERR_INVALID_DATA_TYPE;
+    if (const int32_t status = CheckCameraPropertyArguments(value, type, port_); status != TGX_OK) {
+        return status;
     }
-    if (port == nullptr) {
-        return TGX_ERR_VALUE_OUT_OF_RANGE;
+    uint32_t link = 0;
+    if (row->perLink) {
+        // A row that needs a link can't go without one.
+        if (extra == nullptr || *extra >= kMaxLinks) {
+            return TGX_ERR_INVALID_ARGUMENT;
+        }
+        link = *extra;
     }
+    *static_cast<uint32_t*>(value) = row->read(*this, link);
     return TGX_OK;
 }
 
-} // namespace
-
-int32_t CCameraInterface::GetProperty(const char* name, void* value, uint32_t type, const uint32_t* extra) {
-    for (const auto& row : kCameraProperties) {
-        if (std::strcmp(name, row.name) != 0) {
-            continue;
-        }
-        if (const int32_t status = CheckRow(value, type, port_); status != TGX_OK) {
-            return status;
-        }
-        uint32_t link = 0;
-        if (row.perLink) {
-            // A row that needs a link can't go without one.
-            if (extra == nullptr || *extra >= kMaxLinks) {
-                return TGX_ERR_INVALID_ARGUMENT;
-            }
-            link = *extra;
-        }
-        *static_cast<uint32_t*>(value) = row.read(*this, link);
-        return TGX_OK;
-    }
-    return TGX_ERR_NOT_IMPLEMENTED;
-}
-
 int32_t CCameraInterface::SetProperty(const char* name, void* value, uint32_t type, const uint32_t* extra) {
-    for (const auto& row : kCameraSetProperties) {
-        if (std::strcmp(name, row.name) != 0) {
-            continue;
-        }
-        if (const int32_t status = CheckRow(value, type, port_); status != TGX_OK) {
-            return status;
-        }
-        if (controller_ == nullptr) {
-            return TGX_ERR_NOT_IMPLEMENTED;
-        }
-        uint32_t linkConfig = row.toLinkConfig(*static_cast<const uint32_t*>(value));
-        uint32_t portNumber = port_->GetPortNumber();
-        return controller_->SetBoardProperty(kLinkConfigProperty, &linkConfig, kPropertyTypeUint32, &portNumber);
+    const CameraSetRow* row = FindPropertyRow(CameraSetProperties(), name);
+    if (row == nullptr) {
+        return TGX_ERR_NOT_IMPLEMENTED;
     }
-    return TGX_ERR_NOT_IMPLEMENTED;
+    if (const int32_t status = CheckCameraPropertyArguments(value, type, port_); status != TGX_OK) {
+        return status;
+    }
+    if (controller_ == nullptr) {
+        return TGX_ERR_NOT_IMPLEMENTED;
+    }
+    uint32_t linkConfig = row->toLinkConfig(*static_cast<const uint32_t*>(value));
+    uint32_t portNumber = port_->GetPortNumber();
+    return controller_->SetBoardProperty(kLinkConfigProperty, &linkConfig, kPropertyTypeUint32, &portNumber);
 }
 
 namespace {

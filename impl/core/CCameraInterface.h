@@ -96,7 +96,6 @@ public:
     int32_t GetXml(char* buffer, uint32_t* size) const;
     // Takes a description for the next connect.
     void SetXml(const char* xml) { xml_ = xml; }
-    const std::string& GetXmlText() const { return xml_; }
 
     // Null while not connected.
     genapi::NodeMap* GetNodeMap() { return nodeMap_ ? &*nodeMap_ : nullptr; }

@@ -1,13 +1,15 @@
 #include "impl/core/CDriver.h"
 
 #include <algorithm>
+#include <array>
 #include <chrono>
-#include <cstring>
 #include <exception>
 #include <fstream>
 #include <thread>
 
 #include "impl/core/ControllerFactory.h"
+#include "impl/core/PropertyArguments.h"
+#include "impl/core/PropertyTable.h"
 #include "runtime/board/BoardForwarders.h"
 #include "runtime/board/GrabberHandle.h"
 #include "runtime/logging/LogMessage.h"
@@ -187,6 +189,35 @@ IPortInterface* CDriver::GetPort(uint32_t index) {
     return controller_ ? controller_->GetPort(index) : nullptr;
 }
 
+namespace {
+
+// The board's own properties, behind the controller's: unsigned 32-bit, to
+// get only.
+struct BoardPropertyRow {
+    const char* name;
+    uint32_t (*read)(CDriver& driver);
+};
+
+// Bit n set if port n's transceiver is locked; polls every port in turn.
+uint32_t TransceiversLockedMask(CDriver& driver) {
+    uint32_t mask = 0;
+    for (uint32_t i = 0; i < driver.GetNrOfPorts() && i < 32; ++i) {
+        IPortInterface* port = driver.GetPort(i);
+        if (port != nullptr && port->IsTransceiverLocked()) {
+            mask |= 1U << i;
+        }
+    }
+    return mask;
+}
+
+constexpr std::array kBoardProperties = {
+    BoardPropertyRow{"NrOfCameras", [](CDriver& d) { return static_cast<uint32_t>(d.GetCameraCount()); }},
+    BoardPropertyRow{"TransceiversLockedMask", TransceiversLockedMask},
+    BoardPropertyRow{"NrOfPorts", [](CDriver& d) { return d.GetNrOfPorts(); }},
+};
+
+} // namespace
+
 int32_t CDriver::GetBoardProperty(const char* name, void* value, uint32_t type, uint32_t* extra) {
     if (controller_) {
         const int32_t result = controller_->GetBoardProperty(name, value, type, extra);
@@ -194,32 +225,14 @@ int32_t CDriver::GetBoardProperty(const char* name, void* value, uint32_t type, 
             return result; // a controller may shadow the board's own names
         }
     }
-    uint32_t (*read)(CDriver&) = nullptr;
-    if (std::strcmp(name, "NrOfCameras") == 0) {
-        read = [](CDriver& d) { return static_cast<uint32_t>(d.GetCameraCount()); };
-    } else if (std::strcmp(name, "NrOfPorts") == 0) {
-        read = [](CDriver& d) { return d.GetNrOfPorts(); };
-    } else if (std::strcmp(name, "TransceiversLockedMask") == 0) {
-        read = [](CDriver& d) {
-            uint32_t mask = 0;
-            for (uint32_t i = 0; i < d.GetNrOfPorts() && i < 32; ++i) {
-                IPortInterface* port = d.GetPort(i);
-                if (port != nullptr && port->IsTransceiverLocked()) {
-                    mask |= 1U << i;
-                }
-            }
-            return mask;
-        };
-    } else {
+    const BoardPropertyRow* row = FindPropertyRow<BoardPropertyRow>(kBoardProperties, name);
+    if (row == nullptr) {
         return TGX_ERR_NOT_IMPLEMENTED;
     }
-    if (value == nullptr) {
-        return TGX_ERR_INVALID_POINTER;
+    if (const int32_t status = CheckPropertyArgs(value, type, extra, kPropertyTypeUint32); status != TGX_OK) {
+        return status;
     }
-    if (type != TGX_PROPERTY_TYPE_UINT32) {
-        return TGX_ERR_INVALID_DATA_TYPE;
-    }
-    *static_cast<uint32_t*>(value) = read(*this);
+    *static_cast<uint32_t*>(value) = row->read(*this);
     return TGX_OK;
 }
 

@@ -1,4 +1,5 @@
-// The one place that knows which camera technology a board type stands for.
+// The one place that builds the controller of a board's camera technology,
+// from the technology column of the board-type table.
 #pragma once
 
 #include <cstdint>
@@ -8,11 +9,6 @@
 #include "runtime/board/GrabberHandle.h"
 
 namespace orva::core {
-
-enum class Technology : uint8_t { None, CameraLinkHS, CoaXPress, CameraLink, GigEVision };
-
-// The technology of a board type; None for a type in no row.
-Technology TechnologyOfBoardType(int64_t boardType);
 
 // Constructs the controller of the board's technology. Null when the type is
 // in no row, or when this build has no controller for its technology yet.

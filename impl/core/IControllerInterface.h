@@ -14,6 +14,11 @@ namespace orva::core {
 enum class LinkEventKind : int32_t { Gained = 0, Lost = 1 };
 using ControllerEventSink = void (*)(LinkEventKind kind, uint32_t portMask, void* context);
 
+// The board property through which a camera's link configuration reaches
+// its controller: speed in the low 24 bits, number of links in bits 24 to
+// 27, `extra` the camera's port.
+inline constexpr const char* kLinkConfigProperty = "LinkConfig";
+
 // The discovery selector that maps every link to the port of the same number.
 inline constexpr uint64_t kIdentitySelector = 0x7654321076543210ULL;
 

@@ -1,203 +1,485 @@
 #include "impl/cxp/CxpTopology.h"
 
 #include <algorithm>
+#include <array>
+#include <bit>
+#include <set>
+#include <vector>
 
 #include "impl/core/DiscoverySelector.h"
+#include "impl/cxp/CxpLinkSpeeds.h"
 #include "include/tgx_genicam.h"
+#include "runtime/board/BoardForwarders.h"
+#include "runtime/logging/LogMessage.h"
+#include "runtime/templates/InterProcessLockGuard.h"
 
 namespace orva::cxp {
 
 namespace {
 
-struct SpeedCodeRow {
-    uint32_t speed;
-    uint32_t code;
-};
-
-constexpr std::array kSpeedCodes = {
-    SpeedCodeRow{1250, 0x28}, SpeedCodeRow{2500, 0x30},  SpeedCodeRow{3125, 0x38},  SpeedCodeRow{5000, 0x40},
-    SpeedCodeRow{6250, 0x48}, SpeedCodeRow{10000, 0x50}, SpeedCodeRow{12500, 0x58},
-};
-
-constexpr std::array<uint32_t, 5> kDetectionSpeeds = {3125, 1250, 6250, 5000, 2500};
-
-constexpr uint64_t Selector(uint32_t high, uint32_t low) {
-    return (static_cast<uint64_t>(high) << 32) | low;
-}
-
-constexpr std::array kSelectors2 = {
-    Selector(0x76543210, 0x76543210),
-    Selector(0x76543201, 0x76543201),
-};
-
-constexpr std::array kSelectors4 = {
-    Selector(0x76543210, 0x76543210), Selector(0x76542310, 0x76542310), Selector(0x76543120, 0x76543120),
-    Selector(0x76542130, 0x76541320), Selector(0x76541320, 0x76542130), Selector(0x76541230, 0x76541230),
-    Selector(0x76543201, 0x76543201), Selector(0x76542301, 0x76542301), Selector(0x76543102, 0x76543021),
-    Selector(0x76542103, 0x76540321), Selector(0x76541302, 0x76542031), Selector(0x76541203, 0x76540231),
-    Selector(0x76543021, 0x76543102), Selector(0x76542031, 0x76541302), Selector(0x76543012, 0x76543012),
-    Selector(0x76542013, 0x76540312), Selector(0x76541032, 0x76541032), Selector(0x76541023, 0x76540132),
-    Selector(0x76540321, 0x76542103), Selector(0x76540231, 0x76541203), Selector(0x76540312, 0x76542013),
-    Selector(0x76540213, 0x76540213), Selector(0x76540132, 0x76541023), Selector(0x76540123, 0x76540123),
-};
-
-constexpr uint32_t Nibble(uint64_t value, uint32_t index) {
-    return static_cast<uint32_t>((value >> (4 * index)) & 0xF);
-}
-
-// Status by the single bit that is set in the selecting field; 0 marks a bit
-// that selects no status.
-uint32_t StatusOfSingleBit(uint64_t field, const std::array<uint32_t, 9>& statusOfBit) {
-    for (uint32_t bit = 0; bit < statusOfBit.size(); ++bit) {
-        if (field == (uint64_t{1} << bit)) {
-            return statusOfBit[bit];
-        }
-    }
-    return 0;
-}
+using tools::logging::LevelDebug;
+using tools::logging::LevelError;
+using tools::logging::LevelInfo;
+using tools::logging::LevelTrace;
+using tools::logging::LevelWarning;
 
 } // namespace
 
-bool InBoardGroup1(uint32_t boardType) {
-    return boardType >= 0xA51 && boardType <= 0xA5A;
-}
+CxpTopology::CxpTopology(CxpBoard& board, CxpWorkerThread& worker) : board_(board), worker_(worker) {
+    const int32_t regAppletMasterId = board_.LookUp("DiscoveryAppletMasterID");
+    const int32_t regAppletExtensionId = board_.LookUp("DiscoveryAppletExtensionID");
+    regDiscoverySelectWrite_ = board_.LookUp("wDiscoverySelect");
+    regDiscoverySelectRead_ = board_.LookUp("rDiscoverySelect");
+    regDiscoveryConfig_ = board_.LookUp("CxpDiscoveryConfig");
 
-bool InBoardGroup2(uint32_t boardType) {
-    return (boardType >= 0x750 && boardType <= 0x759) || boardType == 0x7510 || boardType == 0x7511 ||
-           boardType == 0x7540 || boardType == 0x7541 || boardType == 0x7591;
-}
-
-bool InBoardGroup3(uint32_t boardType) {
-    return boardType == 0xB61 || boardType == 0xB68 || InBoardGroup4(boardType);
-}
-
-bool InBoardGroup4(uint32_t boardType) {
-    return boardType == 0xA61 || boardType == 0xA62 || (boardType >= 0xA64 && boardType <= 0xA67) || boardType == 0xB63;
-}
-
-bool HasSelectorRegisters(uint32_t boardType) {
-    return InBoardGroup1(boardType) || InBoardGroup2(boardType) || InBoardGroup3(boardType) ||
-           (boardType >= 0xB50 && boardType <= 0xB53) || boardType == 0xB5F || boardType == 0xB500 ||
-           boardType == 0xB501;
-}
-
-int32_t ValidateLinkSpeed(uint32_t boardType, uint32_t speed) {
-    switch (speed) {
-    case 0:
-    case 1250:
-    case 2500:
-    case 3125:
-    case 5000:
-    case 6250:
-        return TGX_OK;
-    case 10000:
-    case 12500:
-        return InBoardGroup3(boardType) ? TGX_OK : TGX_ERR_INVALID_LINK_SPEED;
-    default:
-        return TGX_ERR_INVALID_LINK_SPEED;
-    }
-}
-
-std::vector<uint32_t> SpeedDetectionOrder(uint32_t firstSpeed) {
-    std::vector<uint32_t> order;
-    order.reserve(kDetectionSpeeds.size() + 1);
-    if (firstSpeed != 0) {
-        order.push_back(firstSpeed);
-    }
-    for (uint32_t speed : kDetectionSpeeds) {
-        if (speed != firstSpeed) {
-            order.push_back(speed);
+    // A design that doesn't say how its ports are laid out expects one
+    // camera of one link on port 0.
+    uint64_t masterValue = 1;
+    uint64_t extensionValue = 0;
+    if (regAppletMasterId > 0) {
+        masterValue = 0;
+        board::OHalRegisterRead(board_.Device(), static_cast<uint32_t>(regAppletMasterId), &masterValue);
+        if (regAppletExtensionId > 0) {
+            board::OHalRegisterRead(board_.Device(), static_cast<uint32_t>(regAppletExtensionId), &extensionValue);
         }
     }
-    return order;
+    layout_ = BuildDesignLayout(masterValue, extensionValue, board_.NrPorts());
 }
 
-uint32_t SpeedCode(uint32_t speed) {
-    const auto* row = std::find_if(kSpeedCodes.begin(), kSpeedCodes.end(),
-                                   [speed](const SpeedCodeRow& r) { return r.speed == speed; });
-    return row != kSpeedCodes.end() ? row->code : 0;
-}
+// ---------------------------------------------------------------------------
+// Steps of the discovery pipeline
+// ---------------------------------------------------------------------------
 
-uint32_t SpeedOfCode(uint32_t code) {
-    const auto* row =
-        std::find_if(kSpeedCodes.begin(), kSpeedCodes.end(), [code](const SpeedCodeRow& r) { return r.code == code; });
-    return row != kSpeedCodes.end() ? row->speed : 0;
-}
-
-uint32_t ConnectionConfigWord(uint32_t links, uint32_t speed) {
-    return ((links & 0xFFFF) << 16) | SpeedCode(speed);
-}
-
-ConnectionConfig DecodeConnectionConfigWord(uint32_t word) {
-    return ConnectionConfig{word >> 16, SpeedOfCode(word & 0xFFFF)};
-}
-
-ConnectionConfig DecodeLinkConfigProperty(uint32_t value) {
-    return ConnectionConfig{(value >> 24) & 0xF, value & 0xFFFFFF};
-}
-
-DesignLayout BuildDesignLayout(uint64_t masterValue, uint64_t extensionValue, uint32_t nrPorts) {
-    DesignLayout layout;
-    uint32_t made = 0;
-    layout.masterIds[made++] = Nibble(masterValue, 0);
-    for (uint32_t port = 1; port < nrPorts && made < kMasterIdCount; ++port) {
-        const uint32_t nibble = Nibble(masterValue, port);
-        if (nibble != layout.masterIds[made - 1]) {
-            layout.masterIds[made++] = nibble;
-        }
-    }
-    for (; made < kMasterIdCount; ++made) {
-        layout.masterIds[made] = layout.masterIds[made - 1] + 1;
-    }
-
-    layout.designPorts.reserve(nrPorts);
+int32_t CxpTopology::ScanTopology(uint32_t kept, uint32_t& nextMasterIndex) {
+    tools::logging::Logger* logger = board_.GetLogger();
+    ORVA_LOG(logger, LevelTrace, "Starting ScanTopology");
+    const uint32_t nrPorts = board_.NrPorts();
+    // Master ids in use by the cameras that keep their links.
+    std::set<uint32_t> usedIds;
     for (uint32_t port = 0; port < nrPorts; ++port) {
-        layout.designPorts.push_back(
-            DesignPort{(Nibble(masterValue, port) << 16) | Nibble(extensionValue, port), port});
+        if ((kept & PortBit(port)) != 0) {
+            usedIds.insert(CameraIdOf(board_.Port(port).GetMasterId()));
+        }
     }
-    return layout;
+
+    std::array<uint32_t, 32> connectionIds{};
+    for (uint32_t port = 0; port < nrPorts; ++port) {
+        CCxpPort& link = board_.Port(port);
+        if ((kept & PortBit(port)) != 0 || !link.IsConnected()) {
+            continue;
+        }
+        uint32_t id = 0;
+        int32_t status = board_.ReadCameraWord(port, kDeviceConnectionId, id);
+        if (status == TGX_OK && id == 0) {
+            // A master link: give its camera the next free master id.
+            while (nextMasterIndex < kMasterIdCount && usedIds.count(layout_.masterIds[nextMasterIndex] & 0xFF) != 0) {
+                ++nextMasterIndex;
+            }
+            if (nextMasterIndex >= kMasterIdCount) {
+                status = TGX_ERR_INTERNAL;
+            } else {
+                const uint32_t masterId = layout_.masterIds[nextMasterIndex++] & 0xFF;
+                usedIds.insert(masterId);
+                status = board_.WriteCameraWord(port, kMasterHostConnectionId,
+                                                ((board_.BoardIndex() & 0xFF) << 8) | masterId);
+            }
+        }
+        if (status != TGX_OK) {
+            ORVA_LOG(logger, LevelError,
+                     "Failed to set camera master id - Port: " << port << " Speed: " << link.GetLinkSpeed());
+            link.ResetPortState();
+            continue;
+        }
+        connectionIds[port] = id;
+    }
+
+    // Every link shows the value of its camera's master link: that is how
+    // extension links find their master.
+    for (uint32_t port = 0; port < nrPorts; ++port) {
+        CCxpPort& link = board_.Port(port);
+        if ((kept & PortBit(port)) != 0 || !link.IsConnected()) {
+            continue;
+        }
+        uint32_t value = 0;
+        if (board_.ReadCameraWord(port, kMasterHostConnectionId, value) == TGX_OK) {
+            const uint32_t id = connectionIds[port];
+            link.SetLinkRole(id != 0 ? core::kLinkIndexExtension : core::kLinkIndexMaster, ((value & 0xFF) << 16) + id);
+        }
+    }
+    ORVA_LOG(logger, LevelTrace, "Ending ScanTopology");
+    return TGX_OK;
 }
 
-uint64_t SelectorOfDiscoveryConfig(uint32_t nrPorts, uint64_t configValue) {
-    if (nrPorts == 2 && configValue < kSelectors2.size()) {
-        return kSelectors2[configValue];
+int32_t CxpTopology::SaveCameraInfo(bool remap, uint32_t kept, uint32_t candidates, uint32_t& found) {
+    ORVA_LOG(board_.GetLogger(), LevelTrace, "Starting SaveCameraInfo");
+    const int32_t status = ConnectUnconnectedPorts(kept, candidates, found);
+    if (status != TGX_OK) {
+        return status;
     }
-    if (nrPorts == 4 && configValue < kSelectors4.size()) {
-        return kSelectors4[configValue];
+    if (remap) {
+        MapPorts(kept);
     }
-    return core::kUnknownSelector;
+    const uint32_t nrPorts = board_.NrPorts();
+    if (nrPorts > 1) {
+        worker_.Pause(kWaitBeforeCameraInfoMs);
+    }
+    for (uint32_t port = 0; port < nrPorts; ++port) {
+        CCxpPort& link = board_.Port(port);
+        if ((kept & PortBit(port)) == 0 && link.IsConnected() && link.GetLinkIndex() == core::kLinkIndexMaster) {
+            link.SaveCameraInfo();
+        }
+    }
+    return TGX_OK;
 }
 
-PowerStatusDecode DecodePowerStatus(uint32_t boardType, uint64_t raw, uint32_t& status) {
-    status = kPowerStatusUnknown;
-    uint32_t decoded = 0;
-    if (InBoardGroup1(boardType)) {
-        if ((raw & (uint64_t{1} << 7)) != 0) {
-            decoded = 9;
-        } else {
-            decoded = StatusOfSingleBit(raw & 0xFF, {1, 2, 3, 4, 5, 6, 7, 0, 0});
+int32_t CxpTopology::ConnectUnconnectedPorts(uint32_t kept, uint32_t candidates, uint32_t& found) {
+    tools::logging::Logger* logger = board_.GetLogger();
+    const uint32_t nrPorts = board_.NrPorts();
+    const uint32_t waitAfterCameraConfigDone = board_.Tweaks().waitAfterCameraConfigDone;
+    for (uint32_t port = 0; port < nrPorts; ++port) {
+        CCxpPort& master = board_.Port(port);
+        if ((kept & PortBit(port)) != 0 || !master.IsConnected() || master.GetLinkIndex() != core::kLinkIndexMaster) {
+            continue;
         }
-    } else if (InBoardGroup2(boardType)) {
-        if ((raw & (uint64_t{1} << 8)) != 0) {
-            decoded = 9;
-        } else {
-            decoded = StatusOfSingleBit(raw & 0x1FF, {1, 2, 3, 4, 5, 6, 7, 8, 0});
+        const uint32_t cameraId = CameraIdOf(master.GetMasterId());
+        const auto designMax = static_cast<uint32_t>(
+            std::count_if(layout_.designPorts.begin(), layout_.designPorts.end(),
+                          [cameraId](const DesignPort& entry) { return CameraIdOf(entry.key) == cameraId; }));
+        const auto portMax = static_cast<uint32_t>(std::popcount(CameraGroup(port)));
+        ORVA_LOG(logger, LevelTrace,
+                 "ConnectUnconnectedPorts check Max DL conn: " << designMax << " Port Max conn: " << portMax);
+        if (designMax <= portMax) {
+            continue;
         }
-    } else if (InBoardGroup3(boardType)) {
-        const uint64_t field = (raw >> 30) & 0x3F;
-        if ((field & 0x20) != 0) {
-            decoded = 9;
-        } else {
-            decoded = StatusOfSingleBit(field, {1, 4, 6, 7, 0, 0, 0, 0, 0});
+        ORVA_LOG(logger, LevelInfo, "ConnectUnconnectedPorts Detect open port on: " << port);
+        uint32_t word = 0;
+        if (board_.ReadCameraWord(port, kConnectionConfigDefault, word) != TGX_OK) {
+            continue;
         }
-    } else {
-        return PowerStatusDecode::BoardNotSupported;
+        const uint32_t cameraMax = DecodeConnectionConfigWord(word).links;
+        ORVA_LOG(logger, LevelTrace,
+                 "ConnectUnconnectedPorts camera allow more conn : " << designMax << " " << portMax << " "
+                                                                     << cameraMax);
+        if (cameraMax > designMax || cameraMax <= portMax) {
+            continue;
+        }
+        ORVA_LOG(logger, LevelTrace, "ConnectUnconnectedPorts detect free conn : " << port);
+        const uint32_t links = std::min(designMax, cameraMax);
+        const uint32_t speed = master.GetLinkSpeed();
+        const int32_t written = board_.WriteCameraWord(port, kConnectionConfig, ConnectionConfigWord(links, speed));
+        ORVA_LOG(logger, LevelTrace, "ConnectUnconnectedPorts activate conn on : " << port << " status " << written);
+        ORVA_LOG(logger, LevelDebug, "Wait " << waitAfterCameraConfigDone << " milliseconds");
+        if (!worker_.Pause(waitAfterCameraConfigDone)) {
+            break;
+        }
+
+        // The camera now drives more links: find them among the ports that
+        // didn't lock, and take the ones that show this camera's master id.
+        uint32_t hostId = 0;
+        if (board_.ReadCameraWord(port, kMasterHostConnectionId, hostId) != TGX_OK) {
+            continue;
+        }
+        for (uint32_t added = portMax; added < links; ++added) {
+            bool joined = false;
+            for (uint32_t other = 0; other < nrPorts && !joined; ++other) {
+                CCxpPort& link = board_.Port(other);
+                if ((candidates & PortBit(other)) == 0 || link.IsConnected()) {
+                    continue;
+                }
+                bool changed = false;
+                link.SetUplinkSpeed(speed, changed);
+                if (link.LockLinksAtSpeed(speed) != TGX_OK) {
+                    continue;
+                }
+                candidates &= ~PortBit(other);
+                uint32_t id = 0;
+                uint32_t value = 0;
+                if (board_.ReadCameraWord(other, kDeviceConnectionId, id) == TGX_OK && id != 0 &&
+                    board_.ReadCameraWord(other, kMasterHostConnectionId, value) == TGX_OK && value == hostId) {
+                    link.SetLinkRole(core::kLinkIndexExtension, (cameraId << 16) + id);
+                    found |= PortBit(other);
+                    joined = true;
+                } else {
+                    // Another camera's link: it is found by the next scan.
+                    link.ResetPortState();
+                }
+            }
+            if (!joined) {
+                break;
+            }
+        }
     }
-    if (decoded == 0) {
-        return PowerStatusDecode::InvalidValue;
+    for (uint32_t port = 0; port < nrPorts; ++port) {
+        if (board_.Port(port).IsConnected()) {
+            return TGX_OK;
+        }
     }
-    status = decoded;
-    return PowerStatusDecode::Ok;
+    return TGX_ERR_INVALID_PORT;
+}
+
+int32_t CxpTopology::MapPorts(uint32_t kept) {
+    tools::logging::Logger* logger = board_.GetLogger();
+    const uint32_t nrPorts = board_.NrPorts();
+    std::vector<core::SelectorPair> pairs;
+    std::vector<bool> taken(layout_.designPorts.size(), false);
+    // The kept links stay where they are.
+    for (uint32_t port = 0; port < nrPorts; ++port) {
+        if ((kept & PortBit(port)) != 0) {
+            const uint32_t designPort = board_.Port(port).GetAppletPort();
+            pairs.push_back({designPort, port});
+            if (designPort < taken.size()) {
+                taken[designPort] = true;
+            }
+        }
+    }
+    for (uint32_t port = 0; port < nrPorts; ++port) {
+        CCxpPort& link = board_.Port(port);
+        if ((kept & PortBit(port)) != 0 || !link.IsConnected()) {
+            continue;
+        }
+        const uint32_t key = link.GetMasterId();
+        bool mapped = false;
+        for (const DesignPort& entry : layout_.designPorts) {
+            if (entry.key == key && !taken[entry.designPort]) {
+                taken[entry.designPort] = true;
+                pairs.push_back({entry.designPort, port});
+                link.SetAppletMasterId(entry.key);
+                ORVA_LOG(logger, LevelTrace, "Found map port: " << port << " To DL Port " << entry.designPort);
+                mapped = true;
+                break;
+            }
+        }
+        if (!mapped) {
+            // The design has no place for this link.
+            ORVA_LOG(logger, LevelTrace, "Found map port notconnected: " << port << " Logical port ID: " << Hex(key));
+            link.ResetPortState();
+        }
+    }
+    const uint64_t selector = core::ComputeSelector(pairs);
+    ORVA_LOG(logger, LevelTrace, "New Selector: " << Hex(selector));
+    ApplySelector(selector, kept);
+    return TGX_OK;
+}
+
+void CxpTopology::ApplySelector(uint64_t selector, uint32_t kept) {
+    const uint32_t nrPorts = board_.NrPorts();
+    const uint32_t held = board_.AllPortsMask() & ~kept;
+    // Bound to their new design ports first, the held ports can't hold the
+    // acknowledge receiver of a design port that a kept link uses.
+    RebindPorts(held, selector);
+    std::array<uint32_t, 32> saved{};
+    for (uint32_t port = 0; port < nrPorts; ++port) {
+        if ((held & PortBit(port)) != 0) {
+            saved[port] = board_.Port(port).GetCoreResetValue();
+            board_.Port(port).SetCoreReset(kCoreResetHold);
+        }
+    }
+    SetDiscoverySelector(selector);
+    // A design that can't be told a selector keeps its own: bind by that.
+    const uint64_t inForce = GetDiscoverySelector();
+    if (inForce != selector && inForce != core::kUnknownSelector) {
+        RebindPorts(held, inForce);
+    }
+    for (uint32_t port = 0; port < nrPorts; ++port) {
+        if ((held & PortBit(port)) != 0) {
+            board_.Port(port).SetCoreReset(saved[port]);
+        }
+    }
+}
+
+void CxpTopology::RebindPorts(uint32_t mask, uint64_t selector) {
+    const uint32_t nrPorts = board_.NrPorts();
+    for (uint32_t port = 0; port < nrPorts; ++port) {
+        if ((mask & PortBit(port)) == 0) {
+            continue;
+        }
+        uint32_t designPort = core::DesignPortOfPhysical(selector, port);
+        if (designPort >= nrPorts) {
+            designPort = port;
+        }
+        CCxpPort& link = board_.Port(port);
+        if (designPort != link.GetAppletPort()) {
+            link.SetAppletPort(designPort);
+            link.BindPortRegisters(designPort);
+        }
+    }
+}
+
+int32_t CxpTopology::SetFinalLinkConfig(uint32_t kept) {
+    tools::logging::Logger* logger = board_.GetLogger();
+    ORVA_LOG(logger, LevelTrace, "Starting SetFinalLinkConfig");
+    const uint32_t nrPorts = board_.NrPorts();
+    const CxpControllerTweaks& tweaks = board_.Tweaks();
+    for (uint32_t port = 0; port < nrPorts && !worker_.StopRequested(); ++port) {
+        CCxpPort& master = board_.Port(port);
+        if ((kept & PortBit(port)) != 0 || !master.IsConnected() || master.GetLinkIndex() != core::kLinkIndexMaster) {
+            continue;
+        }
+        uint32_t word = 0;
+        if (board_.ReadCameraWord(port, kConnectionConfigDefault, word) != TGX_OK) {
+            continue;
+        }
+        const ConnectionConfig defaults = DecodeConnectionConfigWord(word);
+        const uint32_t current = master.GetLinkSpeed();
+        // A default speed the table doesn't know counts as the one found.
+        const uint32_t defaultSpeed = defaults.speed != 0 ? defaults.speed : current;
+        const uint32_t target = std::max(current, defaultSpeed);
+        const uint32_t group = CameraGroup(port);
+        const auto count = static_cast<uint32_t>(std::popcount(group));
+        if (current == defaultSpeed && defaults.links == count) {
+            continue;
+        }
+        board_.WriteCameraWord(port, kConnectionConfig, ConnectionConfigWord(count, target));
+        SetUplinkSpeedOnMask(group, target, nullptr);
+        ORVA_LOG(logger, LevelDebug, "Wait " << tweaks.waitAfterCameraConfigDone << " milliseconds");
+        worker_.Pause(tweaks.waitAfterCameraConfigDone);
+        uint32_t locked = 0;
+        LockGroupAtSpeed(group, target, locked);
+        if (locked == group) {
+            continue;
+        }
+        // Back to the lower of the two; the camera keeps the word it got.
+        const uint32_t low = std::min(current, defaultSpeed);
+        uint32_t changed = 0;
+        SetUplinkSpeedOnMask(group, low, &changed);
+        if (changed != 0) {
+            ORVA_LOG(logger, LevelDebug, "Waiting " << tweaks.waitAfterUplinkSpeedReset << " milliseconds");
+            worker_.Pause(tweaks.waitAfterUplinkSpeedReset);
+        }
+        locked = 0;
+        LockGroupAtSpeed(group, low, locked);
+        // The camera stays with the links that locked; the others have no
+        // link to offer and are tried again at the next scan.
+        for (uint32_t other = 0; other < nrPorts; ++other) {
+            if ((group & ~locked & PortBit(other)) != 0) {
+                ORVA_LOG(logger, LevelWarning,
+                         "Port " << other << " locked neither at " << target << " nor at " << low);
+                board_.Port(other).ResetPortState();
+            }
+        }
+    }
+    ORVA_LOG(logger, LevelTrace, "Ending SetFinalLinkConfig");
+    return TGX_OK;
+}
+
+// ---------------------------------------------------------------------------
+// Link groups
+// ---------------------------------------------------------------------------
+
+uint32_t CxpTopology::CameraGroup(uint32_t port) {
+    const uint32_t cameraId = CameraIdOf(board_.Port(port).GetMasterId());
+    uint32_t group = 0;
+    for (uint32_t other = 0; other < board_.NrPorts(); ++other) {
+        CCxpPort& link = board_.Port(other);
+        if (link.IsConnected() && link.GetMasterId() != CCxpPort::kUnknown &&
+            CameraIdOf(link.GetMasterId()) == cameraId) {
+            group |= PortBit(other);
+        }
+    }
+    return group;
+}
+
+void CxpTopology::SetUplinkSpeedOnMask(uint32_t portMask, uint32_t speed, uint32_t* changedMask) {
+    for (uint32_t port = 0; port < board_.NrPorts(); ++port) {
+        if ((portMask & PortBit(port)) == 0) {
+            continue;
+        }
+        bool changed = false;
+        board_.Port(port).SetUplinkSpeed(speed, changed);
+        if (changed && changedMask != nullptr) {
+            *changedMask |= PortBit(port);
+        }
+    }
+}
+
+void CxpTopology::LockGroupAtSpeed(uint32_t portMask, uint32_t speed, uint32_t& lockedMask) {
+    for (uint32_t port = 0; port < board_.NrPorts(); ++port) {
+        if ((portMask & PortBit(port)) != 0 && board_.Port(port).LockLinksAtSpeed(speed) == TGX_OK) {
+            lockedMask |= PortBit(port);
+        }
+    }
+}
+
+int32_t CxpTopology::SetPortConnectionConfig(uint32_t portIndex, uint32_t config) {
+    if (portIndex >= board_.NrPorts() || board_.Port(portIndex).GetLinkIndex() != core::kLinkIndexMaster) {
+        return TGX_ERR_INVALID_PORT;
+    }
+    ConnectionConfig wanted = DecodeLinkConfigProperty(config);
+    const uint32_t group = CameraGroup(portIndex);
+    if (wanted.speed == 0 || wanted.links == 0) {
+        uint32_t word = 0;
+        const int32_t status = board_.ReadCameraWord(portIndex, kConnectionConfig, word);
+        if (status != TGX_OK) {
+            return status;
+        }
+        const ConnectionConfig current = DecodeConnectionConfigWord(word);
+        if (wanted.speed == 0) {
+            wanted.speed = current.speed;
+        }
+        if (wanted.links == 0) {
+            wanted.links = current.links;
+        }
+    }
+    if (SpeedCode(wanted.speed) == 0) {
+        return TGX_ERR_INVALID_ARGUMENT;
+    }
+    const int32_t written =
+        board_.WriteCameraWord(portIndex, kConnectionConfig, ConnectionConfigWord(wanted.links, wanted.speed));
+    if (written != TGX_OK) {
+        return written;
+    }
+    SetUplinkSpeedOnMask(group, wanted.speed, nullptr);
+    const uint32_t wait = board_.Tweaks().waitAfterCameraConfigDone;
+    ORVA_LOG(board_.GetLogger(), LevelDebug, "Waiting " << wait << " milliseconds");
+    worker_.Pause(wait);
+    uint32_t locked = 0;
+    LockGroupAtSpeed(group, wanted.speed, locked);
+    return locked == group ? TGX_OK : TGX_ERR_INVALID_LINK_SPEED;
+}
+
+// ---------------------------------------------------------------------------
+// The discovery selector
+// ---------------------------------------------------------------------------
+
+int32_t CxpTopology::SetDiscoverySelector(uint64_t selector) {
+    if (board_.GtxIf() == CCxpPort::kGtxIfQueue) {
+        return board::OHalCameraCtrlSetPortMap(board_.Device(), static_cast<uint32_t>(selector),
+                                               static_cast<uint32_t>(selector >> 32));
+    }
+    if (regDiscoverySelectWrite_ <= 0 || regDiscoverySelectRead_ <= 0) {
+        ORVA_LOG(board_.GetLogger(), LevelDebug, "No Discovery Select interface");
+        return TGX_OK;
+    }
+    templates::platform::InterProcessLockGuard guard(board_.controllerLock.get());
+    if (!board_.Facts().discoverySelectRegisters) {
+        ORVA_LOG(board_.GetLogger(), LevelDebug, "Board Type not supported");
+        return TGX_ERR_INTERNAL;
+    }
+    uint64_t current = 0;
+    board::OHalRegisterRead(board_.Device(), static_cast<uint32_t>(regDiscoverySelectRead_), &current);
+    if (current != selector) {
+        board::OHalRegisterWrite(board_.Device(), static_cast<uint32_t>(regDiscoverySelectWrite_), selector);
+    }
+    return TGX_OK;
+}
+
+uint64_t CxpTopology::GetDiscoverySelector() {
+    templates::platform::InterProcessLockGuard guard(board_.controllerLock.get());
+    uint64_t value = 0;
+    if (regDiscoverySelectRead_ > 0) {
+        if (board::OHalRegisterRead(board_.Device(), static_cast<uint32_t>(regDiscoverySelectRead_), &value) < 0) {
+            return core::kUnknownSelector;
+        }
+        return value;
+    }
+    const uint32_t nrPorts = board_.NrPorts();
+    if (regDiscoveryConfig_ > 0 && (nrPorts == 2 || nrPorts == 4)) {
+        if (board::OHalRegisterRead(board_.Device(), static_cast<uint32_t>(regDiscoveryConfig_), &value) < 0) {
+            return core::kUnknownSelector;
+        }
+        return SelectorOfDiscoveryConfig(nrPorts, value);
+    }
+    return core::kIdentitySelector;
 }
 
 } // namespace orva::cxp

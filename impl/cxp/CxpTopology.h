@@ -1,102 +1,81 @@
-// What the CoaXPress controller works out without touching the board: board
-// groups, link speeds and their codes, connection configuration words, the
-// design's port layout and master ids, the selector tables of designs that
-// choose from a list, and the power status of a port.
+// Topology and link groups of a CoaXPress board: which links belong to one
+// camera and in which order, the identity each camera is given, the route of
+// each physical port to a port of the design through the discovery selector,
+// and the connection configuration (links, speed) a camera ends with.
+//
+// The pipeline steps run on the link worker with scanMutex held; they touch
+// only the ports outside `kept`, the links in use that keep their routes,
+// ids and configuration. SetPortConnectionConfig runs on an application
+// thread with scanMutex and controllerMutex held. The selector registers
+// are read and written under controllerLock.
 #pragma once
 
-#include <array>
 #include <cstdint>
-#include <vector>
+
+#include "impl/cxp/CxpBoard.h"
+#include "impl/cxp/CxpDesignLayout.h"
+#include "impl/cxp/CxpWorkerThread.h"
 
 namespace orva::cxp {
 
-// ---- board groups (numbers of the hardware) ----
+class CxpTopology {
+public:
+    // Settling time of the cameras before their identity is read, on a board
+    // of more than one port. Fixed: no tweak changes it.
+    static constexpr uint32_t kWaitBeforeCameraInfoMs = 256;
 
-// 0xA51 to 0xA5A.
-bool InBoardGroup1(uint32_t boardType);
-// 0x750 to 0x759 and the extended types of that family.
-bool InBoardGroup2(uint32_t boardType);
-// The boards with 10 and 12.5 Gbit/s transceivers.
-bool InBoardGroup3(uint32_t boardType);
-// The part of group 3 whose power status register carries the sense values.
-bool InBoardGroup4(uint32_t boardType);
-// Boards whose design has a selector in "wDiscoverySelect"/"rDiscoverySelect".
-bool HasSelectorRegisters(uint32_t boardType);
+    // Looks up the selector registers and reads the design's layout.
+    CxpTopology(CxpBoard& board, CxpWorkerThread& worker);
 
-// ---- speeds and connection configuration ----
+    // ---- steps of the discovery pipeline ----
 
-inline constexpr uint32_t kNoLinkSpeed = 0xFFFFFFFF;
+    // Gives every master link found the next free master id of the design
+    // (from `nextMasterIndex` on) and tells every link its camera and its
+    // number in it. Always 0.
+    int32_t ScanTopology(uint32_t kept, uint32_t& nextMasterIndex);
+    // Brings up the links a camera can still offer, routes the links
+    // (`remap`) and reads each camera's identity. `candidates`: ports that
+    // didn't lock and may be a camera's further links; those that join are
+    // added to `found`. TGX_ERR_INVALID_PORT if no port has a link.
+    int32_t SaveCameraInfo(bool remap, uint32_t kept, uint32_t candidates, uint32_t& found);
+    // Brings each camera to the higher of the speed found and its default,
+    // or failing that the lower. Always 0.
+    int32_t SetFinalLinkConfig(uint32_t kept);
+    // Routes the ports outside `kept` by `selector`, holding them in core
+    // reset while it changes; the kept ports' routes must be part of it.
+    void ApplySelector(uint64_t selector, uint32_t kept);
 
-// 0 or TGX_ERR_INVALID_LINK_SPEED. 0 ("none given") and 1250 to 6250 are
-// valid everywhere, 10000 and 12500 on boards of group 3 only.
-int32_t ValidateLinkSpeed(uint32_t boardType, uint32_t speed);
+    // ---- link groups ----
 
-// The order in which a port tries speeds until it locks: `firstSpeed` if not
-// 0, then 3125, 1250, 6250, 5000, 2500, each once. The two high speeds are
-// never tried here: a camera is told to go there.
-std::vector<uint32_t> SpeedDetectionOrder(uint32_t firstSpeed);
+    // Connected ports of the camera of `port` (same master id).
+    uint32_t CameraGroup(uint32_t port);
+    // SetUplinkSpeed on each port of the mask; the ports whose uplink class
+    // changed go into `changedMask`, if given.
+    void SetUplinkSpeedOnMask(uint32_t portMask, uint32_t speed, uint32_t* changedMask);
+    // LockLinksAtSpeed on each port of the mask; a failure doesn't stop the
+    // run. The ports that locked are added to `lockedMask`.
+    void LockGroupAtSpeed(uint32_t portMask, uint32_t speed, uint32_t& lockedMask);
+    // Board property "LinkConfig" of a camera's master port: bits 23..0
+    // speed, 27..24 links, a part that is 0 taken from the camera.
+    int32_t SetPortConnectionConfig(uint32_t portIndex, uint32_t config);
 
-// Speed code of the camera's connection configuration; 0 for an unknown speed.
-uint32_t SpeedCode(uint32_t speed);
-// Speed of a code; 0 for an unknown code.
-uint32_t SpeedOfCode(uint32_t code);
+    // ---- the discovery selector ----
 
-// Camera registers 0x4014 and 0x4018: bits 31..16 links, 15..0 speed code.
-struct ConnectionConfig {
-    uint32_t links = 0;
-    uint32_t speed = 0;
+    int32_t SetDiscoverySelector(uint64_t selector);
+    uint64_t GetDiscoverySelector();
+
+private:
+    int32_t ConnectUnconnectedPorts(uint32_t kept, uint32_t candidates, uint32_t& found);
+    int32_t MapPorts(uint32_t kept);
+    // Binds the ports of the mask to the design ports the selector gives them.
+    void RebindPorts(uint32_t mask, uint64_t selector);
+
+    CxpBoard& board_;
+    CxpWorkerThread& worker_;
+    int32_t regDiscoverySelectWrite_ = 0;
+    int32_t regDiscoverySelectRead_ = 0;
+    int32_t regDiscoveryConfig_ = 0;
+    DesignLayout layout_;
 };
-uint32_t ConnectionConfigWord(uint32_t links, uint32_t speed);
-ConnectionConfig DecodeConnectionConfigWord(uint32_t word);
-
-// The board property "LinkConfig": bits 23..0 speed in Mbit/s, 27..24 links.
-// A part that is 0 is taken from the camera.
-ConnectionConfig DecodeLinkConfigProperty(uint32_t value);
-
-// ---- the design's layout ----
-
-inline constexpr uint32_t kMasterIdCount = 16;
-
-// One physical port of the board as the design expects it: the link key
-// (bits 31..16 master id, 15..0 link in the camera) and the design port.
-struct DesignPort {
-    uint32_t key = 0;
-    uint32_t designPort = 0;
-};
-
-struct DesignLayout {
-    // The master ids cameras are given, in order of use.
-    std::array<uint32_t, kMasterIdCount> masterIds{};
-    // One entry per port of the board, in port order.
-    std::vector<DesignPort> designPorts;
-};
-
-// Layout from "DiscoveryAppletMasterID" and "DiscoveryAppletExtensionID"
-// (nibble i for port i). A design without them counts as master value 1 and
-// extension value 0. Master ids: the master nibbles of the ports in port
-// order, each that differs from the entry before it; behind them each entry
-// is the one before plus 1.
-DesignLayout BuildDesignLayout(uint64_t masterValue, uint64_t extensionValue, uint32_t nrPorts);
-
-// Selector of a design that offers "CxpDiscoveryConfig": the register's value
-// picks an entry of the design's list, for 2 or 4 ports. Anything else gives
-// kUnknownSelector.
-uint64_t SelectorOfDiscoveryConfig(uint32_t nrPorts, uint64_t configValue);
-
-// ---- power over the cable ----
-
-// Power status of a port, 1 to 10; 5 to 10 count as tripped.
-inline constexpr uint32_t kPowerStatusUnknown = 10;
-inline constexpr uint32_t kFirstTrippedPowerStatus = 5;
-
-enum class PowerStatusDecode : uint8_t { Ok, InvalidValue, BoardNotSupported };
-
-// Works out the status from the 64-bit value of "CxpPowerStatus_<n>" by the
-// board's group. Anything but Ok leaves `status` at kPowerStatusUnknown.
-PowerStatusDecode DecodePowerStatus(uint32_t boardType, uint64_t raw, uint32_t& status);
-
-constexpr bool IsTrippedPowerStatus(uint32_t status) {
-    return status >= kFirstTrippedPowerStatus && status <= kPowerStatusUnknown;
-}
 
 } // namespace orva::cxp

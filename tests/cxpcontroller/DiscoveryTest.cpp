@@ -6,6 +6,7 @@
 #include <filesystem>
 #include <fstream>
 #include <memory>
+#include <stdexcept>
 #include <string>
 
 #include "impl/core/DiscoverySelector.h"
@@ -247,7 +248,7 @@ int32_t WorkerCount() {
         std::ifstream comm(task.path() / "comm");
         std::string name;
         std::getline(comm, name);
-        count += name == cxp::CxpController::kWorkerThreadName ? 1 : 0;
+        count += name == cxp::CxpWorkerThread::kName ? 1 : 0;
     }
     return count;
 }
@@ -274,6 +275,24 @@ TEST_F(CxpDiscovery, EventFunctionCantWaitForItsOwnWorker) {
     ASSERT_EQ(controller->DiscoverCameras(0x1, 0, kDiscoveryTimeoutMs), TGX_OK);
     ASSERT_TRUE(events.WaitForCount(1));
     EXPECT_EQ(nested->load(), TGX_ERR_BLOCKED);
+}
+
+TEST_F(CxpDiscovery, EventFunctionThatThrowsDoesNotEndTheWorker) {
+    ASSERT_NO_FATAL_FAILURE(
+        Load(Scenario(Board(0, "0xA64", R"("coaxpress")", 4, R"({"model": "cxp-camera", "ports": [0]})"))));
+    ASSERT_NO_FATAL_FAILURE(Open());
+    // The report of the gain throws before it is recorded; the worker must
+    // live on to report the loss.
+    auto thrown = std::make_shared<std::atomic<bool>>(false);
+    events.SetHook([thrown](LinkEventKind, uint32_t) {
+        if (!thrown->exchange(true)) {
+            throw std::runtime_error("application failure");
+        }
+    });
+    ASSERT_EQ(controller->DiscoverCameras(0x1, 0, kDiscoveryTimeoutMs), TGX_OK);
+    ASSERT_EQ(orva_sim_plug(0, 0, 0), ORVA_SIM_OK);
+    ASSERT_TRUE(events.WaitForCount(1));
+    EXPECT_EQ(events.Events(), (std::vector<LinkEvent>{{LinkEventKind::Lost, 0x1}}));
 }
 
 TEST_F(CxpDiscovery, CameraThatStartsWithItsMasterLinkIsToldToUseAll) {

@@ -140,7 +140,7 @@ TEST_F(CxpProperties, CameraRecordsBeforeAndAfterTheFirstScan) {
         Load(Scenario(Board(0, "0xA64", R"("coaxpress")", 4, R"({"model": "cxp-camera", "ports": [3]})"))));
     ASSERT_NO_FATAL_FAILURE(Open());
     uint32_t port = 3;
-    std::array<char, cxp::CxpController::kXmlFileMaxBytes> text{};
+    std::array<char, cxp::CxpBoardProperties::kXmlFileMaxBytes> text{};
     ASSERT_EQ(controller->GetBoardProperty("XmlFile", text.data(), kText, &port), TGX_OK);
     EXPECT_EQ(text[0], '\0') << "nothing to copy before a scan";
     uint32_t value = 0;

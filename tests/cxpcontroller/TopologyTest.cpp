@@ -6,14 +6,22 @@
 #include <algorithm>
 #include <vector>
 
+#include "impl/core/BoardTypeFacts.h"
 #include "impl/core/DiscoverySelector.h"
-#include "impl/cxp/CxpTopology.h"
+#include "impl/cxp/CxpDesignLayout.h"
+#include "impl/cxp/CxpLinkSpeeds.h"
+#include "impl/cxp/CxpPowerStatus.h"
 #include "include/tgx_genicam.h"
 
 namespace {
 
 using orva::core::ComputeSelector;
 using orva::core::DesignPortOfPhysical;
+using orva::core::FactsOfBoardType;
+using orva::core::kCxpGroup1;
+using orva::core::kCxpGroup2;
+using orva::core::kCxpGroup3;
+using orva::core::kCxpGroup4;
 using orva::core::kIdentitySelector;
 using orva::core::kUnknownSelector;
 using orva::core::PhysicalPortOfDesign;
@@ -85,14 +93,14 @@ TEST(DiscoveryConfigTables, EntriesAreDistinctMapsAndTheListsEndWhereTheyShould)
 
 TEST(LinkSpeeds, HighSpeedsOnlyOnGroupThree) {
     for (uint32_t speed : {0u, 1250u, 2500u, 3125u, 5000u, 6250u}) {
-        EXPECT_EQ(ValidateLinkSpeed(0xA53, speed), TGX_OK) << speed;
-        EXPECT_EQ(ValidateLinkSpeed(0xA64, speed), TGX_OK) << speed;
+        EXPECT_EQ(ValidateLinkSpeed(FactsOfBoardType(0xA53), speed), TGX_OK) << speed;
+        EXPECT_EQ(ValidateLinkSpeed(FactsOfBoardType(0xA64), speed), TGX_OK) << speed;
     }
-    EXPECT_EQ(ValidateLinkSpeed(0xA53, 10000), TGX_ERR_INVALID_LINK_SPEED);
-    EXPECT_EQ(ValidateLinkSpeed(0x757, 12500), TGX_ERR_INVALID_LINK_SPEED);
-    EXPECT_EQ(ValidateLinkSpeed(0xA64, 10000), TGX_OK);
-    EXPECT_EQ(ValidateLinkSpeed(0xB68, 12500), TGX_OK);
-    EXPECT_EQ(ValidateLinkSpeed(0xA64, 7000), TGX_ERR_INVALID_LINK_SPEED);
+    EXPECT_EQ(ValidateLinkSpeed(FactsOfBoardType(0xA53), 10000), TGX_ERR_INVALID_LINK_SPEED);
+    EXPECT_EQ(ValidateLinkSpeed(FactsOfBoardType(0x757), 12500), TGX_ERR_INVALID_LINK_SPEED);
+    EXPECT_EQ(ValidateLinkSpeed(FactsOfBoardType(0xA64), 10000), TGX_OK);
+    EXPECT_EQ(ValidateLinkSpeed(FactsOfBoardType(0xB68), 12500), TGX_OK);
+    EXPECT_EQ(ValidateLinkSpeed(FactsOfBoardType(0xA64), 7000), TGX_ERR_INVALID_LINK_SPEED);
 }
 
 TEST(ConnectionConfigWords, LinkConfigPropertyParts) {
@@ -184,7 +192,8 @@ TEST(PowerStatus, DecodedByBoardGroup) {
     };
     for (const PowerCase& c : cases) {
         uint32_t status = 0;
-        EXPECT_EQ(DecodePowerStatus(c.boardType, c.raw, status), c.result) << std::hex << c.boardType << " " << c.raw;
+        EXPECT_EQ(DecodePowerStatus(FactsOfBoardType(c.boardType), c.raw, status), c.result)
+            << std::hex << c.boardType << " " << c.raw;
         EXPECT_EQ(status, c.status) << std::hex << c.boardType << " " << c.raw;
     }
 }

@@ -188,7 +188,7 @@ private:
     DsgDesign* const design_;
     const Settings settings_;
     orva::core::LazyLogger logger_{"orva.genicam.CxpController"};
-    mutable orva::templates::platform::RecursiveMutex portMutex_;
+    orva::templates::platform::RecursiveMutex portMutex_;
     std::unique_ptr<orva::templates::platform::InterProcessLock> txcLock_;
 
     uint32_t masterId_ GUARDED_BY(portMutex_) = kUnknown;

@@ -8,11 +8,11 @@
 //                    one: a reset of ports, a camera's new link
 //                    configuration, the start and the wait of a discovery;
 //   callbackMutex    (CxpLinkWorker) the event function and its context,
-//                    held over its call. It may be taken under scanMutex,
-//                    but the worker delivers its events after it has
-//                    released scanMutex: an event function that calls back
-//                    into the API (a new link configuration, a discovery)
-//                    would otherwise wait for a lock its own thread holds;
+//                    held over its call. It ranks below scanMutex, but the
+//                    worker delivers its events after it has released
+//                    scanMutex: an event function that calls back into the
+//                    API (a new link configuration, a reset of ports) would
+//                    otherwise wait for a lock its own thread holds;
 //   controllerMutex  (here, recursive) the board properties, power
 //                    switching, port speeds and cores: it keeps these
 //                    hardware sequences apart and guards no field;

@@ -7,9 +7,11 @@
 //
 // Locks: a whole step holds scanMutex (CxpBoard), and so do the start and
 // the wait of a discovery and a reset of ports. callbackMutex guards the
-// event function and is held over its call. Events go out after scanMutex
-// is released, losses first: an event function may call back into the API,
-// and a discovery it starts would wait on scanMutex for ever.
+// event function and is held over its call. It ranks below scanMutex, but a
+// step delivers its events only after it has released scanMutex, losses
+// first: an event function may call back into the API, and a call that
+// takes scanMutex (a new link configuration, a reset of ports) would wait
+// for ever on the worker that holds it.
 #pragma once
 
 #include <condition_variable>
@@ -79,7 +81,9 @@ private:
     // The next entry of the design's master ids to give away in this scan.
     uint32_t nextMasterIndex_ GUARDED_BY(board_.scanMutex) = 0;
 
-    templates::platform::Mutex callbackMutex_;
+    // The event function and its context; held over its call, and taken
+    // with scanMutex released.
+    templates::platform::Mutex callbackMutex_ ACQUIRED_AFTER(board_.scanMutex);
     core::ControllerEventSink eventFunction_ GUARDED_BY(callbackMutex_) = nullptr;
     void* eventContext_ GUARDED_BY(callbackMutex_) = nullptr;
 };

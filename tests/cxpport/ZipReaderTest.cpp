@@ -132,6 +132,11 @@ TEST(ZipDataReader, EntryThatRunsPastTheBlockIsRefused) {
     ZipDataReader badReader(ArrayOf(badLocal));
     EXPECT_EQ(badReader.GetEntryData(0, status), nullptr);
     EXPECT_EQ(status, ZipStatus::Truncated);
+
+    // A stored entry whose records state more bytes than it stores.
+    ZipDataReader overstated(ArrayOf(MakeZip({{"cam.xml", kXml, 0, int64_t{1} << 20}})));
+    EXPECT_EQ(overstated.GetEntryData(0, status), nullptr);
+    EXPECT_EQ(status, ZipStatus::Truncated);
 }
 
 TEST(ZipDataReader, DamagedOrCutDeflateDataIsADataError) {

@@ -78,18 +78,20 @@ struct DesignDef {
 
 // Every design must fit the board's shared layout, the queues of one port
 // must not run into those of the next, and registers of a core need a core.
-constexpr bool fitsLayout(const DesignDef& d) {
+constexpr bool queuesFitLayout(const DesignDef& d) {
     if (d.registers.size() > layout::kMaxRegisters || d.maxPorts > layout::kMaxPorts) {
         return false;
     }
-    const bool queuesFit = std::all_of(d.queues.begin(), d.queues.end(), [&](const QueueDef& q) {
+    return std::all_of(d.queues.begin(), d.queues.end(), [&](const QueueDef& q) {
         return q.offset < d.queueStride &&
                d.queueBase + (d.maxPorts - 1) * d.queueStride + q.offset < layout::kMaxQueues;
     });
+}
+constexpr bool fitsLayout(const DesignDef& d) {
     const bool coreFits =
         d.core != nullptr || std::none_of(d.registers.begin(), d.registers.end(),
                                           [](const RegisterDef& r) { return r.kind == BehaviourKind::Core; });
-    return queuesFit && coreFits;
+    return queuesFitLayout(d) && coreFits;
 }
 
 } // namespace orva::sim
